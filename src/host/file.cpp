@@ -1,0 +1,134 @@
+#include "host/file.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <utility>
+
+namespace Tessel {
+
+CFile::CFile(const std::string& path, unsigned mode) { Open(path, mode); }
+
+CFile::~CFile() { Close(); }
+
+CFile::CFile(CFile&& other) noexcept
+    : fd_(std::exchange(other.fd_, -1)), mode_(other.mode_), path_(std::move(other.path_)) {}
+
+CFile& CFile::operator=(CFile&& other) noexcept {
+    if (this != &other) {
+        Close();
+        fd_ = std::exchange(other.fd_, -1);
+        mode_ = other.mode_;
+        path_ = std::move(other.path_);
+    }
+    return *this;
+}
+
+bool CFile::Open(const std::string& path, unsigned mode) {
+    Close();
+    const bool read = mode & ModeRead;
+    const bool write = mode & ModeWrite;
+    if (!read && !write) return false;
+    int flags = read && write ? O_RDWR : (write ? O_WRONLY : O_RDONLY);
+    if (write && (mode & ModeCreate)) flags |= O_CREAT;
+    if (write && (mode & ModeTruncate)) flags |= O_TRUNC;
+    flags |= O_CLOEXEC;
+    int fd;
+    do {
+        fd = ::open(path.c_str(), flags, 0644);
+    } while (fd < 0 && errno == EINTR);
+    if (fd < 0) return false;
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(fd);  // only regular files hold channel data
+        return false;
+    }
+    fd_ = fd;
+    mode_ = mode;
+    path_ = path;
+    return true;
+}
+
+void CFile::Close() {
+    if (fd_ >= 0) ::close(fd_);
+    fd_ = -1;
+    mode_ = 0;
+    path_.clear();
+}
+
+int64_t CFile::GetLength() const {
+    if (fd_ < 0) return -1;
+    struct stat st {};
+    if (::fstat(fd_, &st) != 0) return -1;
+    return st.st_size;
+}
+
+bool CFile::SetLength(uint64_t length) {
+    if (fd_ < 0 || !(mode_ & ModeWrite)) return false;
+    int rc;
+    do {
+        rc = ::ftruncate(fd_, static_cast<off_t>(length));
+    } while (rc != 0 && errno == EINTR);
+    return rc == 0;
+}
+
+int64_t CFile::Seek(int64_t offset, int origin) {
+    if (fd_ < 0) return -1;
+    int whence;
+    switch (origin) {
+    case SeekBegin: whence = SEEK_SET; break;
+    case SeekCurrent: whence = SEEK_CUR; break;
+    case SeekEnd: whence = SEEK_END; break;
+    default: return -1;
+    }
+    const off_t pos = ::lseek(fd_, static_cast<off_t>(offset), whence);
+    return pos < 0 ? -1 : static_cast<int64_t>(pos);
+}
+
+int64_t CFile::GetPosition() const {
+    if (fd_ < 0) return -1;
+    const off_t pos = ::lseek(fd_, 0, SEEK_CUR);
+    return pos < 0 ? -1 : static_cast<int64_t>(pos);
+}
+
+int64_t CFile::Read(void* buffer, uint64_t bytes) {
+    if (fd_ < 0 || !(mode_ & ModeRead)) return -1;
+    auto* out = static_cast<char*>(buffer);
+    uint64_t done = 0;
+    while (done < bytes) {
+        const ssize_t n = ::read(fd_, out + done, bytes - done);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return done > 0 ? static_cast<int64_t>(done) : -1;
+        }
+        if (n == 0) break;
+        done += static_cast<uint64_t>(n);
+    }
+    return static_cast<int64_t>(done);
+}
+
+int64_t CFile::Write(const void* buffer, uint64_t bytes) {
+    if (fd_ < 0 || !(mode_ & ModeWrite)) return -1;
+    const auto* in = static_cast<const char*>(buffer);
+    uint64_t done = 0;
+    while (done < bytes) {
+        const ssize_t n = ::write(fd_, in + done, bytes - done);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return done > 0 ? static_cast<int64_t>(done) : -1;
+        }
+        if (n == 0) break;
+        done += static_cast<uint64_t>(n);
+    }
+    return static_cast<int64_t>(done);
+}
+
+bool CFile::Flush() {
+    if (fd_ < 0) return false;
+    if (!(mode_ & ModeWrite)) return true;
+    return ::fdatasync(fd_) == 0;
+}
+
+}  // namespace Tessel
