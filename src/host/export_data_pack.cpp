@@ -17,45 +17,49 @@ constexpr const char* kManifest = "manifest.xml";
 
 ExportDataPack::ExportDataPack(std::string folder) : folder_(std::move(folder)), random_(std::random_device{}()) {}
 
+// Problems are logged after the lock is released, so log observers never run under it.
 std::shared_ptr<Tessel::CFile> ExportDataPack::RequestExportFile(const std::string& name) {
-    auto& log = CLogger::DefaultLogger();
+    std::string problem;
+    std::shared_ptr<Tessel::CFile> file;
     if (name.empty()) {
-        log.Error("export pack '{}': stream without a name refused", folder_);
-        return nullptr;
+        problem = "stream without a name refused";
+    } else {
+        std::lock_guard lock(mutex_);
+        file = [&]() -> std::shared_ptr<Tessel::CFile> {
+            if (committed_) {
+                problem = fmt::format("stream '{}' requested after commit", name);
+                return nullptr;
+            }
+            std::error_code error;
+            fs::create_directories(folder_, error);
+            if (error) {
+                problem = fmt::format("cannot create the folder: {}", error.message());
+                return nullptr;
+            }
+            std::string id;
+            for (;;) {
+                id = fmt::format("{:016x}", random_());
+                const bool taken = fs::exists(fs::path(folder_) / id, error);
+                if (error) {
+                    problem = fmt::format("cannot look into the folder: {}", error.message());
+                    return nullptr;
+                }
+                if (!taken) break;
+            }
+            constexpr unsigned mode = Tessel::CFile::ModeRead | Tessel::CFile::ModeWrite |
+                                      Tessel::CFile::ModeCreate | Tessel::CFile::ModeTruncate;
+            auto created = std::make_shared<Tessel::CFile>((fs::path(folder_) / id).string(), mode);
+            if (!created->IsOpen()) {
+                problem = fmt::format("cannot create the file for stream '{}'", name);
+                return nullptr;
+            }
+            Stream& stream = streams_[name];
+            if (!stream.id.empty()) replaced_.push_back(stream.id);
+            stream = Stream{id, created};
+            return created;
+        }();
     }
-    std::lock_guard lock(mutex_);
-    if (committed_) {
-        log.Error("export pack '{}': stream '{}' requested after commit", folder_, name);
-        return nullptr;
-    }
-    std::error_code error;
-    fs::create_directories(folder_, error);
-    if (error) {
-        log.Error("export pack '{}': cannot create the folder: {}", folder_, error.message());
-        return nullptr;
-    }
-
-    std::string id;
-    for (;;) {
-        id = fmt::format("{:016x}", random_());
-        const bool taken = fs::exists(fs::path(folder_) / id, error);
-        if (error) {
-            log.Error("export pack '{}': cannot look into the folder: {}", folder_, error.message());
-            return nullptr;
-        }
-        if (!taken) break;
-    }
-
-    constexpr unsigned mode = Tessel::CFile::ModeRead | Tessel::CFile::ModeWrite | Tessel::CFile::ModeCreate |
-                              Tessel::CFile::ModeTruncate;
-    auto file = std::make_shared<Tessel::CFile>((fs::path(folder_) / id).string(), mode);
-    if (!file->IsOpen()) {
-        log.Error("export pack '{}': cannot create the file for stream '{}'", folder_, name);
-        return nullptr;
-    }
-    Stream& stream = streams_[name];
-    if (!stream.id.empty()) replaced_.push_back(stream.id);
-    stream = Stream{id, file};
+    if (!file) CLogger::DefaultLogger().Error("export pack '{}': {}", folder_, problem);
     return file;
 }
 
@@ -69,39 +73,37 @@ std::map<std::string, std::string> ExportDataPack::GetFileIdMap() const {
 }
 
 bool ExportDataPack::Commit() {
-    auto& log = CLogger::DefaultLogger();
-    std::lock_guard lock(mutex_);
-    if (committed_) {
-        log.Error("export pack '{}': already committed", folder_);
-        return false;
-    }
-    committed_ = true;
+    std::vector<std::string> problems;
+    {
+        std::lock_guard lock(mutex_);
+        if (committed_) {
+            problems.push_back("already committed");
+        } else {
+            committed_ = true;
+            for (auto& [name, stream] : streams_) {
+                if (stream.file->IsOpen() && !stream.file->Flush())
+                    problems.push_back(fmt::format("cannot flush stream '{}'", name));
+                stream.file->Close();
+            }
+            std::error_code error;
+            for (const std::string& id : replaced_) fs::remove(fs::path(folder_) / id, error);
+            replaced_.clear();
 
-    bool ok = true;
-    for (auto& [name, stream] : streams_) {
-        if (stream.file->IsOpen() && !stream.file->Flush()) {
-            log.Error("export pack '{}': cannot flush stream '{}'", folder_, name);
-            ok = false;
+            fs::create_directories(folder_, error);
+            pugi::xml_document manifest;
+            pugi::xml_node root = manifest.append_child("exportDataPack");
+            root.append_attribute("version") = 1;
+            for (const auto& [name, stream] : streams_) {
+                pugi::xml_node node = root.append_child("stream");
+                node.append_attribute("name") = name.c_str();
+                node.append_attribute("file") = stream.id.c_str();
+            }
+            const std::string path = (fs::path(folder_) / kManifest).string();
+            if (!manifest.save_file(path.c_str(), "\t", pugi::format_default, pugi::encoding_utf8))
+                problems.push_back(fmt::format("cannot write {}", path));
         }
-        stream.file->Close();
     }
-    std::error_code error;
-    for (const std::string& id : replaced_) fs::remove(fs::path(folder_) / id, error);
-    replaced_.clear();
-
-    fs::create_directories(folder_, error);
-    pugi::xml_document manifest;
-    pugi::xml_node root = manifest.append_child("exportDataPack");
-    root.append_attribute("version") = 1;
-    for (const auto& [name, stream] : streams_) {
-        pugi::xml_node node = root.append_child("stream");
-        node.append_attribute("name") = name.c_str();
-        node.append_attribute("file") = stream.id.c_str();
-    }
-    const std::string path = (fs::path(folder_) / kManifest).string();
-    if (!manifest.save_file(path.c_str(), "\t", pugi::format_default, pugi::encoding_utf8)) {
-        log.Error("export pack '{}': cannot write {}", folder_, path);
-        ok = false;
-    }
-    return ok;
+    for (const std::string& problem : problems)
+        CLogger::DefaultLogger().Error("export pack '{}': {}", folder_, problem);
+    return problems.empty();
 }

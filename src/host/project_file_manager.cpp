@@ -74,6 +74,25 @@ std::string DefaultFolder() {
 
 IProjectFile::~IProjectFile() = default;
 
+// Collects messages while our lock is held and writes them when it goes out of scope;
+// declared before the lock, so log observers never run under it.
+class ProjectFileManager::DeferredLog {
+public:
+    DeferredLog() = default;
+    DeferredLog(const DeferredLog&) = delete;
+    DeferredLog& operator=(const DeferredLog&) = delete;
+    ~DeferredLog() {
+        for (const auto& [level, text] : lines_) CLogger::DefaultLogger().Log(level, text);
+    }
+    template <class... Args>
+    void Add(LogLevel level, fmt::format_string<Args...> format, Args&&... args) {
+        lines_.emplace_back(level, fmt::format(format, std::forward<Args>(args)...));
+    }
+
+private:
+    std::vector<std::pair<LogLevel, std::string>> lines_;
+};
+
 ProjectFileManager& ProjectFileManager::instance() {
     static ProjectFileManager manager;
     return manager;
@@ -98,13 +117,13 @@ ProjectFileManager::~ProjectFileManager() {
     if (!default_folder_.empty()) fs::remove(default_folder_, error);
 }
 
-std::string ProjectFileManager::FolderLocked() const {
+std::string ProjectFileManager::FolderLocked(DeferredLog& log) const {
     if (!folder_ready_) {
         std::error_code error;
         fs::create_directories(folder_, error);
         if (error || !fs::is_directory(folder_, error)) {
-            CLogger::DefaultLogger().Error("project folder '{}' cannot be created: {}", folder_,
-                                           error ? error.message() : std::string("not a folder"));
+            log.Add(LogLevel::Error, "project folder '{}' cannot be created: {}", folder_,
+                    error ? error.message() : std::string("not a folder"));
             return {};
         }
         folder_ready_ = true;
@@ -136,14 +155,16 @@ void ProjectFileManager::SetProjectFolder(const std::string& folder) {
 }
 
 std::string ProjectFileManager::GetProjectFolder() const {
+    DeferredLog log;
     std::lock_guard lock(mutex_);
-    FolderLocked();
+    FolderLocked(log);
     return folder_;
 }
 
 std::string ProjectFileManager::GenUniqueFileName() {
+    DeferredLog log;
     std::lock_guard lock(mutex_);
-    FolderLocked();
+    FolderLocked(log);
     const fs::path folder(folder_);
     for (;;) {
         std::string name = fmt::format("cache-{:06}.wsc", next_unique_++);
@@ -153,27 +174,28 @@ std::string ProjectFileManager::GenUniqueFileName() {
 }
 
 std::weak_ptr<IProjectFile> ProjectFileManager::GetFile(const std::string& name, unsigned mode, int flag) {
-    auto& log = CLogger::DefaultLogger();
+    DeferredLog log;
     const std::optional<std::string> key = NormaliseName(name);
     if (!key) {
-        log.Warning("project file '{}': not a file name inside the project folder", name);
+        log.Add(LogLevel::Warning, "project file '{}': not a file name inside the project folder", name);
         return {};
     }
     if (flag != 0 && flag != 1) {
-        log.Warning("project file '{}': unknown flag {}", name, flag);
+        log.Add(LogLevel::Warning, "project file '{}': unknown flag {}", name, flag);
         return {};
     }
 
     std::lock_guard lock(mutex_);
     if (const auto it = files_.find(*key); it != files_.end()) return it->second;
 
-    const std::string folder = FolderLocked();
+    const std::string folder = FolderLocked(log);
     if (folder.empty()) return {};
     const fs::path path = fs::path(folder) / *key;
     std::error_code error;
     if (flag == 1) {
         if (!fs::is_regular_file(path, error)) {
-            log.Warning("project file '{}': no such file of the loaded project ({})", name, path.string());
+            log.Add(LogLevel::Warning, "project file '{}': no such file of the loaded project ({})", name,
+                    path.string());
             return {};
         }
         // The loaded project's data is read as it is: never created nor cut here.
@@ -181,14 +203,14 @@ std::weak_ptr<IProjectFile> ProjectFileManager::GetFile(const std::string& name,
     } else if (mode & Tessel::CFile::ModeCreate) {
         fs::create_directories(path.parent_path(), error);
         if (error) {
-            log.Error("project file '{}': cannot create its folder: {}", name, error.message());
+            log.Add(LogLevel::Error, "project file '{}': cannot create its folder: {}", name, error.message());
             return {};
         }
     }
 
     auto file = std::make_shared<ProjectFile>(name, path.string());
     if (!file->Open(mode)) {
-        log.Error("project file '{}': cannot open {} with mode {}", name, path.string(), mode);
+        log.Add(LogLevel::Error, "project file '{}': cannot open {} with mode {}", name, path.string(), mode);
         return {};
     }
     files_.emplace(*key, file);

@@ -86,8 +86,9 @@ public:
     std::vector<std::string> OpenFiles() const;
 
 private:
-    // Needs mutex_. Creates the folder if needed; empty on failure.
-    std::string FolderLocked() const;
+    class DeferredLog;
+    // Needs mutex_. Creates the folder if needed; empty on failure (added to log).
+    std::string FolderLocked(DeferredLog& log) const;
 
     mutable std::mutex mutex_;
     mutable std::string folder_;

@@ -53,23 +53,31 @@ ThreadPool::Service* ThreadPool::Find(const std::string& name) const {
 }
 
 bool ThreadPool::AddService(const std::string& name, unsigned threads, int priority) {
-    std::lock_guard lock(mutex_);
-    if (stopping_ || Find(name)) return false;
-    auto service = std::make_unique<Service>();
-    service->name = name;
-    service->priority = priority;
-    Service* raw = service.get();
-    const unsigned count = threads == 0 ? 1 : threads;
-    try {
-        for (unsigned i = 0; i < count; ++i)
-            raw->workers.emplace_back([this, raw] { WorkerLoop(raw); });
-    } catch (const std::system_error& error) {
-        CLogger::DefaultLogger().Error("thread pool: cannot start a worker for service '{}': {}", name,
-                                       error.what());
-        if (raw->workers.empty()) return false;
+    // Messages are logged after the lock is released: log observers may use the pool.
+    std::string failure;
+    bool added = false;
+    {
+        std::lock_guard lock(mutex_);
+        if (stopping_ || Find(name)) return false;
+        auto service = std::make_unique<Service>();
+        service->name = name;
+        service->priority = priority;
+        Service* raw = service.get();
+        const unsigned count = threads == 0 ? 1 : threads;
+        try {
+            for (unsigned i = 0; i < count; ++i)
+                raw->workers.emplace_back([this, raw] { WorkerLoop(raw); });
+        } catch (const std::system_error& error) {
+            failure = error.what();
+        }
+        if (!raw->workers.empty()) {
+            services_.emplace(name, std::move(service));
+            added = true;
+        }
     }
-    services_.emplace(name, std::move(service));
-    return true;
+    if (!failure.empty())
+        CLogger::DefaultLogger().Error("thread pool: cannot start a worker for service '{}': {}", name, failure);
+    return added;
 }
 
 bool ThreadPool::AddTask(std::function<void()> task, const std::string& service) {
@@ -77,20 +85,23 @@ bool ThreadPool::AddTask(std::function<void()> task, const std::string& service)
         CLogger::DefaultLogger().Error("thread pool: empty task for service '{}' refused", service);
         return false;
     }
-    std::lock_guard lock(mutex_);
-    Service* target = Find(service);
-    if (!target) {
-        CLogger::DefaultLogger().Error("thread pool: unknown service '{}'", service);
-        return false;
+    bool known = false;
+    {
+        std::lock_guard lock(mutex_);
+        Service* target = Find(service);
+        known = target != nullptr;
+        if (target && !stopping_) {
+            target->queue.push_back(std::move(task));
+            ++outstanding_;
+            target->work.notify_one();
+            return true;
+        }
     }
-    if (stopping_) {
+    if (known)
         CLogger::DefaultLogger().Error("thread pool: task for service '{}' refused, pool is stopping", service);
-        return false;
-    }
-    target->queue.push_back(std::move(task));
-    ++outstanding_;
-    target->work.notify_one();
-    return true;
+    else
+        CLogger::DefaultLogger().Error("thread pool: unknown service '{}'", service);
+    return false;
 }
 
 int ThreadPool::Priority(const std::string& service) const {
@@ -110,6 +121,7 @@ void ThreadPool::WaitIdle(const std::string& service) {
     Service* target = Find(service);
     if (!target) return;
     if (t_current_service == target) {
+        lock.unlock();
         CLogger::DefaultLogger().Error("thread pool: WaitIdle('{}') called from a task of that service", service);
         return;
     }
