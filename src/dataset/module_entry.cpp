@@ -3,6 +3,7 @@
 #include "dataset/record_types.h"
 #include "host/local_source.h"
 #include "host/logger.h"
+#include "storage/block_storage.h"
 #include "storage/memory_pool.h"
 
 #include <exception>
@@ -21,7 +22,7 @@ void ApplySize(const char* name, Setter&& setter) {
 }  // namespace
 
 extern "C" bool InitDataSetModule(ILocalSource* source, unsigned int pool_expand, unsigned int max_pool,
-                                  unsigned int atom, unsigned int /*pending_limit*/) {
+                                  unsigned int atom, unsigned int pending_limit) {
     if (source == nullptr) source = GetRootLocal();
     if (source->GetLocalItemType("AXIS", true) != nullptr) return true;
 
@@ -29,6 +30,7 @@ extern "C" bool InitDataSetModule(ILocalSource* source, unsigned int pool_expand
     ApplySize("pool expand size", [&] { CMemoryManager::SetPoolExpandSize(pool_expand); });
     ApplySize("maximum pool size", [&] { CMemoryManager::SetMaxPoolSize(max_pool); });
     ApplySize("atom size", [&] { CMemoryManager::SetAtomSize(atom); });
+    CStorage::SetPendingLimit(pending_limit);
 
     RegisterRecordTypes(source);
     return true;

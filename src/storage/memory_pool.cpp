@@ -23,10 +23,12 @@ uint64_t Scaled(int32_t setting, int shift) {
     return static_cast<uint64_t>(static_cast<int64_t>(setting)) << shift;
 }
 
+// Never destroyed: blocks may be released by background tasks until the process ends,
+// and the system takes the memory back then.
 __internal::MemoryPool& ProcessPool() {
-    static __internal::MemoryPool pool(
+    static auto* pool = new __internal::MemoryPool(
         __internal::MemoryPool::Settings{g_atom_setting.load(), g_expand_setting.load(), g_max_setting.load()});
-    return pool;
+    return *pool;
 }
 
 }  // namespace

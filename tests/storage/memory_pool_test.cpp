@@ -3,6 +3,7 @@
 #include "storage/memory_pool.h"
 #include "storage/memory_pool_state.h"
 #include "support/log_capture.h"
+#include "support/small_pool.h"
 
 #include <gtest/gtest.h>
 
@@ -219,10 +220,8 @@ TEST(MemoryManager, SettersRefuseBadRatiosButKeepTheValue) {
     EXPECT_NO_THROW(CMemoryManager::SetPoolExpandSize(8));      // 8 / 8 = 1
     expect_bad([] { CMemoryManager::SetMaxPoolSize(7); });     // below the expansion
     expect_bad([] { CMemoryManager::SetAtomSize(0); });
-    // Back to the defaults, in an order that passes every test.
-    CMemoryManager::SetAtomSize(1);
-    CMemoryManager::SetPoolExpandSize(1);
-    CMemoryManager::SetMaxPoolSize(2048);
+    // Back to the settings of this test program.
+    testing_support::ConfigureSmallPool();
 }
 
 }  // namespace

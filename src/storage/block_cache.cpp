@@ -1,0 +1,148 @@
+#include "storage/block_cache.h"
+
+#include "host/logger.h"
+#include "storage/memory_pool.h"
+
+namespace __internal {
+
+BlockCache& BlockCache::Instance() {
+    static auto* cache = new BlockCache;  // blocks may be released until the process ends
+    return *cache;
+}
+
+BlockCache::BlockCache() {
+    const uint64_t n = CMemoryManager::GetPoolExpandSize() / CMemoryManager::GetAtomSize();
+    const uint64_t all = ~uint64_t{0};
+    thresholds_ = {all, all, n * 32, n * 32, n * 8, n * 8, n * 2, n * 2, n / 2, 0, 0};
+}
+
+void BlockCache::Unlink(RecycleNode* node) {
+    (node->previous ? node->previous->next : oldest_) = node->next;
+    (node->next ? node->next->previous : newest_) = node->previous;
+    node->block->recycle_node = nullptr;
+    --recycle_length_;
+    delete node;
+}
+
+void BlockCache::Enter(uint64_t key, const std::shared_ptr<CacheBlock>& block) {
+    block->key = key;
+    blocks_[key] = block;
+    storage_index_[static_cast<uint32_t>(key >> 32)].insert(static_cast<uint32_t>(key));
+}
+
+void BlockCache::Forget(uint64_t key) {
+    blocks_.erase(key);
+    auto it = storage_index_.find(static_cast<uint32_t>(key >> 32));
+    if (it == storage_index_.end()) return;
+    it->second.erase(static_cast<uint32_t>(key));
+    if (it->second.empty()) storage_index_.erase(it);
+}
+
+BlockHandle BlockCache::Acquire(uint64_t key, BlockHandle::Mode mode) {
+    std::lock_guard lock(mutex_);
+    if (auto it = blocks_.find(key); it != blocks_.end()) {
+        if (it->second->recycle_node) Unlink(it->second->recycle_node);
+        return BlockHandle(it->second, mode);
+    }
+
+    // Fullness in tenths; a pool that went past its maximum counts as full.
+    const float usage = CMemoryManager::GetMaxUsage();
+    const unsigned tenth = usage >= 1.0f ? 10u : static_cast<unsigned>(static_cast<int>(usage * 100) / 10);
+    if (oldest_ != nullptr && sequence_.load() - oldest_->sequence > Threshold(tenth)) {
+        std::shared_ptr<CacheBlock> block = oldest_->block;
+        if (block->state.load() != kClean) CacheInvariantBroken("recycled block is not clean");
+        Unlink(oldest_);
+        if (block->key != CacheBlock::kNoKey) Forget(block->key);
+        if (block->pins.load() != 0 || block->recycle_node != nullptr)
+            CacheInvariantBroken("recycled block is still in use");
+        block->length = 0;
+        block->SetState(kEmpty);
+        Enter(key, block);
+        return BlockHandle(block, mode);
+    }
+
+    std::shared_ptr<CMemoryBlock> memory = CMemoryManager::Malloc(1);
+    if (!memory) {
+        CLogger::DefaultLogger().Warning("Cache Block Alloc Failed!!");
+        return BlockHandle(std::make_shared<CacheBlock>(nullptr, nullptr, 0), mode);
+    }
+    auto* data = static_cast<unsigned char*>(memory->Ptr());
+    auto block = std::make_shared<CacheBlock>(std::move(memory), data,
+                                              static_cast<uint32_t>(CMemoryManager::GetAtomSize()));
+    block->SetState(kEmpty);
+    Enter(key, block);
+    return BlockHandle(block, mode);
+}
+
+std::shared_ptr<CacheBlock> BlockCache::Find(uint64_t key) {
+    std::lock_guard lock(mutex_);
+    auto it = blocks_.find(key);
+    return it == blocks_.end() ? nullptr : it->second;
+}
+
+void BlockCache::Insert(uint64_t key, std::shared_ptr<CacheBlock> block) {
+    std::lock_guard lock(mutex_);
+    Remove(key);
+    Enter(key, block);
+}
+
+void BlockCache::Remove(uint64_t key) {
+    std::lock_guard lock(mutex_);
+    // The block forgets its key too: if it waits on the recycle list, its reuse must not
+    // remove a newer block of the same key.
+    if (auto it = blocks_.find(key); it != blocks_.end()) it->second->key = CacheBlock::kNoKey;
+    Forget(key);
+}
+
+std::size_t BlockCache::DropStorage(uint32_t storage_id) {
+    std::lock_guard lock(mutex_);
+    auto it = storage_index_.find(storage_id);
+    if (it == storage_index_.end()) return 0;
+    const std::size_t dropped = it->second.size();
+    for (uint32_t index : it->second) {
+        auto block = blocks_.find(BlockKey(storage_id, index));
+        if (block == blocks_.end()) continue;
+        block->second->key = CacheBlock::kNoKey;
+        blocks_.erase(block);
+    }
+    storage_index_.erase(it);
+    return dropped;
+}
+
+void BlockCache::Pin(const std::shared_ptr<CacheBlock>& block) {
+    std::lock_guard lock(mutex_);
+    if (block->recycle_node) Unlink(block->recycle_node);
+    block->AddPin();
+}
+
+void BlockCache::Unpin(const std::shared_ptr<CacheBlock>& block) {
+    // Under the mutex, so that no Acquire can pin the block between the last pin going
+    // and its entry into the list.
+    std::lock_guard lock(mutex_);
+    if (block->RemovePin() != 0 || !block->HasData()) return;
+    if (block->recycle_node != nullptr) CacheInvariantBroken("released block is on the recycle list already");
+    block->state = kClean;
+    auto* node = new RecycleNode{nullptr, newest_, block, sequence_++};
+    (newest_ ? newest_->next : oldest_) = node;
+    newest_ = node;
+    block->recycle_node = node;
+    ++recycle_length_;
+}
+
+std::size_t BlockCache::RecycleListLength() {
+    std::lock_guard lock(mutex_);
+    return recycle_length_;
+}
+
+std::size_t BlockCache::CachedBlocks() {
+    std::lock_guard lock(mutex_);
+    return blocks_.size();
+}
+
+std::size_t BlockCache::CachedBlocks(uint32_t storage_id) {
+    std::lock_guard lock(mutex_);
+    auto it = storage_index_.find(storage_id);
+    return it == storage_index_.end() ? 0 : it->second.size();
+}
+
+}  // namespace __internal

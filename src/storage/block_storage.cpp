@@ -1,0 +1,548 @@
+#include "storage/block_storage.h"
+
+#include "host/logger.h"
+#include "host/string_utils.h"
+#include "host/thread_pool.h"
+#include "host/time_span.h"
+#include "storage/block_cache.h"
+#include "storage/device_channels.h"
+#include "storage/export_manager.h"
+#include "storage/memory_pool.h"
+#include "storage/raw_data_views.h"
+#include "storage/storage_sync_manager.h"
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <vector>
+
+using __internal::BlockCache;
+using __internal::BlockHandle;
+using __internal::CacheBlock;
+using __internal::SyncControlBlock;
+
+namespace {
+
+std::atomic<uint32_t> g_next_storage_id{0};
+std::atomic<unsigned int> g_pending_limit{2};
+
+uint64_t AtomSize() { return CMemoryManager::GetAtomSize(); }
+
+// Atoms of one pool expansion: the longest contiguous reload is half of it.
+uint64_t ExpansionAtoms() { return CMemoryManager::GetPoolExpandSize() / AtomSize(); }
+
+}  // namespace
+
+void CStorage::SetPendingLimit(unsigned int limit) { g_pending_limit = limit == 0 ? 1 : limit; }
+unsigned int CStorage::PendingLimit() { return g_pending_limit; }
+
+CStorage::CStorage(std::shared_ptr<IDeviceChannel> channel, uint32_t unit_size)
+    : id_(g_next_storage_id++), unit_size_(unit_size), control_(std::make_shared<SyncControlBlock>(nullptr)) {
+    __internal::StorageSyncManager::Instance().Register(this);
+    if (channel) Bind(std::move(channel));
+}
+
+CStorage::~CStorage() {
+    Clear();
+    __internal::StorageSyncManager::Instance().Unregister(this);
+}
+
+uint64_t CStorage::BlockUnits() { return unit_size_ == 0 ? 0 : AtomSize() / unit_size_; }
+
+uint64_t CStorage::UsableBlockBytes() const { return unit_size_ == 0 ? 0 : AtomSize() - AtomSize() % unit_size_; }
+
+uint64_t CStorage::Key(uint64_t block) const { return __internal::BlockKey(id_, block); }
+
+uint64_t CStorage::Count() { return size_ - start_; }
+
+std::shared_ptr<SyncControlBlock> CStorage::Control() const {
+    std::lock_guard lock(control_mutex_);
+    return control_;
+}
+
+void CStorage::SetOption(const std::string& name, const Vellum::Var& value) {
+    if (StringCompare(name, "enable_throttle", true) == 0) throttle_ = value.ToBool();
+}
+
+bool CStorage::ChangeUnitSize(uint32_t unit, uint32_t* old) {
+    if (size_ != 0) return false;
+    if (old) *old = unit_size_;
+    unit_size_ = unit;
+    return true;
+}
+
+void CStorage::SetSizeLimit(uint64_t bytes) {
+    if (auto* file = dynamic_cast<IFileCache*>(channel_.get())) file->SetSizeLimit(bytes);
+}
+
+int CStorage::DropCache() { return static_cast<int>(BlockCache::Instance().DropStorage(id_)); }
+
+// ---------------------------------------------------------------------------------------
+// Appending
+
+uint64_t CStorage::Write(const void* data, uint64_t count) {
+    const uint64_t units_per_block = BlockUnits();
+    // A unit larger than an atom (or of no size) fits in no block.
+    if (data == nullptr || count == 0 || units_per_block == 0) return 0;
+    if (throttle_) {
+        const std::shared_ptr<SyncControlBlock> control = Control();
+        while (control->pending >= g_pending_limit) SystemSleep(TimeSpan::FromMicroseconds(10));
+    }
+    BlockCache& cache = BlockCache::Instance();
+    const auto* source = static_cast<const unsigned char*>(data);
+    uint64_t block = size_ / units_per_block;
+    uint64_t offset = size_ % units_per_block;
+    uint64_t done = 0;
+    while (done < count) {
+        if (!cache.Contains(Key(block))) {
+            if (tail_pinned_ && block != 0) {
+                // The filled block goes to the sync service, unless its cache entry was
+                // dropped meanwhile (the extra pin went with it).
+                std::unique_lock lock(cache.Mutex());
+                if (cache.Contains(Key(block - 1))) {
+                    BlockHandle previous = cache.Acquire(Key(block - 1), BlockHandle::kRead);
+                    previous->RemovePin();
+                    lock.unlock();
+                    Dispatch(std::move(previous), UsableBlockBytes() * (block - 1));
+                }
+                tail_pinned_ = false;
+            }
+            const uint64_t n = std::min(count - done, units_per_block);
+            BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kWrite);
+            if (!handle) {
+                CLogger::DefaultLogger().Debug("Can not alloc cache, retry after 1ms");
+                SystemSleep(TimeSpan::FromMilliseconds(1));
+                continue;
+            }
+            tail_pinned_ = true;
+            handle->AddPin();
+            std::memcpy(handle->data, source + unit_size_ * done, unit_size_ * n);
+            handle->length = static_cast<uint32_t>(unit_size_ * n);
+            done += n;
+        } else {
+            BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kWrite);
+            if (!handle) {
+                CLogger::DefaultLogger().Debug("Can not alloc cache, retry after 1ms");
+                SystemSleep(TimeSpan::FromMilliseconds(1));
+                continue;
+            }
+            const uint64_t have = handle->length / unit_size_;
+            const uint64_t n = std::min(count - done, units_per_block - std::min(have, units_per_block));
+            std::memcpy(handle->data + unit_size_ * offset, source + unit_size_ * done, unit_size_ * n);
+            handle->length = static_cast<uint32_t>((n + have) * unit_size_);
+            done += n;
+        }
+        ++block;
+        offset = 0;
+    }
+    size_ += done;
+    if (write_callback_) write_callback_(done, data);
+    return done;
+}
+
+void CStorage::Dispatch(BlockHandle handle, uint64_t offset) {
+    const std::shared_ptr<SyncControlBlock> control = Control();
+    handle->SetState(__internal::kSyncQueued);
+    ++control->pending;
+    auto sync = std::make_shared<BlockHandle>(handle.Block(), BlockHandle::kSync);
+    std::weak_ptr<SyncControlBlock> weak = control;
+    auto task = [weak, sync, offset]() mutable {
+        (*sync)->SetState(__internal::kSyncing);
+        if (std::shared_ptr<SyncControlBlock> live = weak.lock()) {
+            std::lock_guard lock(live->mutex);
+            if (live->channel) live->channel->Write((*sync)->data, (*sync)->length, offset);
+            --live->pending;
+        }
+        sync->Release();
+    };
+    if (!ThreadPool::Instance().AddTask(task, __internal::StorageSyncManager::ServiceName(id_ % 5))) task();
+}
+
+// ---------------------------------------------------------------------------------------
+// Reading
+
+CStorage::LoadResult CStorage::LoadBlock(uint64_t block, bool extra_pin) {
+    if (size_ < BlockUnits() * block || !channel_) return LoadResult::kFailed;
+    const uint64_t offset = UsableBlockBytes() * block;
+    const uint64_t channel_size = channel_->Size();
+    if (channel_size <= offset) {
+        // A channel that ends early cuts the storage back.
+        if (size_ > channel_size / unit_size_) size_ = channel_size / unit_size_;
+        return LoadResult::kFailed;
+    }
+    BlockHandle handle = BlockCache::Instance().Acquire(Key(block), BlockHandle::kWrite);
+    if (!handle) {
+        CLogger::DefaultLogger().Warning("Cache Alloc Failed, Can not load data!!");
+        return LoadResult::kNoMemory;
+    }
+    if (!ReadIntoBlock(handle, block)) return LoadResult::kFailed;
+    if (extra_pin) handle->AddPin();
+    return LoadResult::kLoaded;
+}
+
+bool CStorage::ReadIntoBlock(BlockHandle& handle, uint64_t block) {
+    const uint64_t offset = UsableBlockBytes() * block;
+    int64_t n = 0;
+    try {
+        n = channel_->Read(handle->data, unit_size_ * BlockUnits(), offset);
+    } catch (const std::exception&) {
+        // The size takes the byte offset of the block, as units: the storage ends there.
+        size_ = offset;
+        handle.SetMode(BlockHandle::kRead);
+        handle->state = __internal::kClean;
+        BlockCache::Instance().Remove(Key(block));
+        CLogger::DefaultLogger().Warning("DataChannel Read Failed!!");
+        return true;
+    }
+    if (n < 1) return false;
+    handle->length = static_cast<uint32_t>(n);
+    handle.SetMode(BlockHandle::kRead);
+    handle->SetState(__internal::kClean);
+    return true;
+}
+
+uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
+    if (unit_size_ == 0 || buffer == nullptr) return 0;
+    if (!cached_) {
+        if (!channel_) return 0;
+        const int64_t bytes = channel_->Read(buffer, unit_size_ * count, unit_size_ * pos);
+        return bytes <= 0 ? 0 : static_cast<uint64_t>(bytes) / unit_size_;
+    }
+    const uint64_t abs = pos + start_;
+    if (pos >= size_ - start_) return 0;
+    const uint64_t units_per_block = BlockUnits();
+    BlockCache& cache = BlockCache::Instance();
+    auto* out = static_cast<unsigned char*>(buffer);
+    uint64_t block = abs / units_per_block;
+    uint64_t offset = abs % units_per_block;
+    uint64_t done = 0;
+    while (done < count) {
+        std::unique_lock lock(cache.Mutex());
+        const uint64_t size = size_;
+        if (done + abs >= size) break;
+        if (!cache.Contains(Key(block))) {
+            const LoadResult loaded = LoadBlock(block, false);
+            if (loaded == LoadResult::kNoMemory) {
+                // The pool is full of pinned blocks for now: wait for one to come free.
+                lock.unlock();
+                SystemSleep(TimeSpan::FromMicroseconds(10));
+                continue;
+            }
+            // Nothing can ever bring the block back (no channel, or the channel lacks
+            // it): the read ends with what it has.
+            if (loaded == LoadResult::kFailed && !cache.Contains(Key(block))) break;
+            if (done + abs >= size_) break;
+        }
+        BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kRead);
+        const uint64_t in_block = handle->length / unit_size_;
+        // Units of this block that belong to the storage: data beyond size belongs to an
+        // append that has not finished.
+        const uint64_t left = std::min(count - done, size_ - (abs + done));
+        const uint64_t n = std::min(left, in_block > offset ? in_block - offset : 0);
+        if (n == 0) return done;
+        std::memcpy(out + unit_size_ * done, handle->data + unit_size_ * offset, unit_size_ * n);
+        done += n;
+        ++block;
+        offset = 0;
+    }
+    return done;
+}
+
+RawData CStorage::Request(uint64_t pos, uint64_t count) {
+    const uint64_t abs = start_ + pos;
+    if (unit_size_ == 0 || abs >= size_) return RawData::NullData();
+    count = std::min(count, size_ - abs);
+    if (!cached_) {
+        auto* memory = dynamic_cast<MemoryCache*>(channel_.get());
+        const void* base = nullptr;
+        uint64_t length = 0;
+        if (memory) memory->GetRange(&base, &length);
+        if (base == nullptr) return RawData::NullData();
+        const uint64_t units = std::min(size_ - abs, count);
+        return RawData(std::make_unique<RawDataImpl::ExtMemRawData>(static_cast<const unsigned char*>(base) +
+                                                                         unit_size_ * abs,
+                                                                     static_cast<uint32_t>(units)));
+    }
+    return RequestCached(abs, count);
+}
+
+RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
+    BlockCache& cache = BlockCache::Instance();
+    std::lock_guard lock(cache.Mutex());
+    const uint64_t units_per_block = BlockUnits();
+    const uint64_t first = abs / units_per_block;
+    const uint64_t offset = abs % units_per_block;
+
+    if (AtomSize() % unit_size_ != 0) {
+        // Blocks don't lie back to back in the channel's units: one block at a time.
+        if (!cache.Contains(Key(first)) && LoadBlock(first, false) != LoadResult::kLoaded) return RawData::NullData();
+        std::shared_ptr<CacheBlock> block = cache.Find(Key(first));
+        if (!block || block->length / unit_size_ <= offset) return RawData::NullData();
+        cache.Pin(block);
+        const uint64_t units = std::min<uint64_t>(block->length / unit_size_ - offset, size_ - abs);
+        return RawData(std::make_unique<RawDataImpl::CacheRawData>(
+            std::vector<std::shared_ptr<CacheBlock>>{block}, block->data + unit_size_ * offset,
+            static_cast<uint32_t>(units)));
+    }
+
+    const uint64_t end = (abs + count) / units_per_block;
+    uint64_t last = end;
+    const uint64_t half_expansion = ExpansionAtoms() / 2;
+    if (last - first > half_expansion) last = first + half_expansion;
+
+    auto same_memory = [&](uint64_t from, uint64_t to) {
+        std::shared_ptr<CacheBlock> base = cache.Find(Key(from));
+        if (!base) return false;
+        for (uint64_t b = from + 1; b <= to; ++b) {
+            std::shared_ptr<CacheBlock> block = cache.Find(Key(b));
+            if (!block || block->memory != base->memory) return false;
+        }
+        return true;
+    };
+
+    // A reload replaces cached blocks by what the channel holds: never a block whose data
+    // the channel may lack (not clean) or that someone holds (the writer's tail, say),
+    // whose changes would be lost.
+    auto replaceable = [&](uint64_t b) {
+        std::shared_ptr<CacheBlock> block = cache.Find(Key(b));
+        return !block || (block->state.load() == __internal::kClean && block->pins.load() == 0);
+    };
+    for (uint64_t b = first; b <= last; ++b) {
+        if (!replaceable(b)) {
+            last = b > first ? b - 1 : first;
+            break;
+        }
+    }
+
+    if (last == first) {
+        if (!cache.Contains(Key(first))) LoadBlock(first, false);
+    } else if (!same_memory(first, last) && channel_) {
+        // Reload the span into one run of atoms so that it reads as one piece.
+        std::shared_ptr<CMemoryBlock> memory;
+        for (;;) {
+            try {
+                memory = CMemoryManager::Malloc(static_cast<unsigned>(last - first + 1));
+            } catch (const std::exception&) {
+                memory = nullptr;  // the search can fault on a run in a full-size chunk
+            }
+            if (memory || last <= first) break;
+            --last;
+        }
+        if (memory) {
+            const uint64_t atoms = last - first + 1;
+            uint64_t block = first;
+            for (uint64_t j = 0; j < atoms && block <= last; ++j) {
+                auto* data = static_cast<unsigned char*>(memory->SubUnit(static_cast<int>(j)));
+                auto fresh = std::make_shared<CacheBlock>(memory, data, static_cast<uint32_t>(AtomSize()));
+                cache.Insert(Key(block), fresh);
+                // The block keeps this pin: it stays cached until its storage drops it.
+                fresh->AddPin();
+                BlockHandle handle(fresh, BlockHandle::kWrite);
+                const bool in_channel = size_ >= units_per_block * block && channel_->Size() > UsableBlockBytes() * block;
+                if (in_channel && ReadIntoBlock(handle, block)) {
+                    ++block;
+                } else {
+                    handle.SetMode(BlockHandle::kRead);  // a block that can't be read leaves its atom unused
+                }
+            }
+        }
+    } else if (!cache.Contains(Key(first))) {
+        LoadBlock(first, false);
+    }
+
+    std::shared_ptr<CacheBlock> head = cache.Find(Key(first));
+    if (!head || head->length / unit_size_ <= offset) return RawData::NullData();
+    std::vector<std::shared_ptr<CacheBlock>> blocks{head};
+    uint64_t units = head->length / unit_size_ - offset;
+    for (uint64_t b = first + 1; b <= end; ++b) {
+        std::shared_ptr<CacheBlock> block = cache.Find(Key(b));
+        const CacheBlock& previous = *blocks.back();
+        if (!block || block->memory != previous.memory) break;
+        if (b < end && block->data != previous.data + previous.capacity) break;
+        blocks.push_back(block);
+        units += block->length / unit_size_;
+    }
+    for (const auto& block : blocks) cache.Pin(block);
+    // Whole blocks are counted, but never past the units that the storage holds.
+    units = std::min(units, size_ - abs);
+    return RawData(std::make_unique<RawDataImpl::CacheRawData>(std::move(blocks), head->data + unit_size_ * offset,
+                                                               static_cast<uint32_t>(units)));
+}
+
+BlockItem CStorage::GetBlock(uint64_t pos, uint64_t* offset, uint64_t* units) {
+    const uint64_t abs = pos + start_;
+    if (unit_size_ == 0 || pos >= size_ - start_) return BlockItem();
+    const uint64_t units_per_block = BlockUnits();
+    const uint64_t block = abs / units_per_block;
+    BlockCache& cache = BlockCache::Instance();
+    std::lock_guard lock(cache.Mutex());
+    bool extra_pin = false;
+    if (!cache.Contains(Key(block))) {
+        if (LoadBlock(block, true) != LoadResult::kLoaded || !cache.Contains(Key(block))) return BlockItem();
+        extra_pin = true;
+    }
+    if (offset) *offset = abs % units_per_block;
+    const uint64_t count = size_ - start_;
+    if (units) *units = block == count / units_per_block ? count % units_per_block : units_per_block;
+    BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kWrite);
+    BlockItem item(handle.Block());
+    if (extra_pin) handle->RemovePin();
+    return item;
+}
+
+// ---------------------------------------------------------------------------------------
+// Syncing
+
+void CStorage::PeriodicSync() {
+    const uint64_t units_per_block = BlockUnits();
+    if (size_ == synced_ || !channel_ || units_per_block == 0 || !channel_->Writable()) return;
+    bool idle = false;
+    if (!sync_busy_.compare_exchange_strong(idle, true)) return;  // a pass is running already
+    BlockCache& cache = BlockCache::Instance();
+    bool wrote = false;
+    for (uint64_t block = synced_ / units_per_block;; ++block) {
+        std::lock_guard lock(cache.Mutex());
+        if (!cache.Contains(Key(block))) break;
+        BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kRead);
+        handle.SetMode(BlockHandle::kSync);
+        if (handle->state.load() == __internal::kDirty) {
+            handle->SetState(__internal::kSyncQueued);
+            handle->SetState(__internal::kSyncing);
+            const uint32_t length = handle->length;
+            const int64_t written = channel_->Write(handle->data, length, UsableBlockBytes() * block);
+            wrote = true;
+            if (written != static_cast<int64_t>(length)) {
+                CLogger::DefaultLogger().Error("Storage Write Failed! Maybe Disk Full?");
+                break;
+            }
+        }
+        // One block less than reached: the next pass looks at this block again.
+        const uint64_t length_units = handle->length / unit_size_;
+        synced_ = block != 0 ? units_per_block * (block - 1) + length_units : length_units;
+    }
+    sync_busy_ = false;
+    if (wrote) {
+        if (auto* file = dynamic_cast<IFileCache*>(channel_.get())) file->Flush();
+    }
+}
+
+void CStorage::WaitPending() const {
+    const std::shared_ptr<SyncControlBlock> control = Control();
+    while (control->pending > 0) SystemSleep(TimeSpan::FromMicroseconds(1));
+}
+
+int CStorage::Sync() {
+    WaitPending();
+    std::lock_guard lock(BlockCache::Instance().Mutex());
+    PeriodicSync();
+    WaitPending();
+    return 0;
+}
+
+// ---------------------------------------------------------------------------------------
+// Lifecycle
+
+int CStorage::Clear() {
+    {
+        const std::shared_ptr<SyncControlBlock> old = Control();
+        std::lock_guard lock(old->mutex);
+        old->channel.reset();
+    }
+    {
+        std::lock_guard lock(control_mutex_);
+        control_ = std::make_shared<SyncControlBlock>(channel_);
+    }
+    BlockCache& cache = BlockCache::Instance();
+    if (tail_pinned_ && size_ != 0 && BlockUnits() != 0 && cache.Contains(Key((size_ - 1) / BlockUnits()))) {
+        std::lock_guard lock(cache.Mutex());
+        BlockHandle tail = cache.Acquire(Key((size_ - 1) / BlockUnits()), BlockHandle::kRead);
+        tail->RemovePin();
+        if (tail->state.load() != __internal::kClean) {
+            // Unwritten: the data is dropped with the storage's content.
+            tail->SetState(__internal::kSyncQueued);
+            tail->SetState(__internal::kSyncing);
+            tail->SetState(__internal::kClean);
+        }
+    }
+    tail_pinned_ = false;
+    size_ = 0;
+    synced_ = 0;
+    start_ = 0;
+    // A read-only file (one of a loaded project) is never emptied by a storage.
+    if (channel_ && channel_->Type() == IDeviceChannel::kManagedFile && channel_->Writable()) {
+        if (auto* file = dynamic_cast<IFileCache*>(channel_.get())) file->Clear();
+    }
+    if (channel_ && unit_size_ != 0) {
+        size_ = channel_->Size() / unit_size_;
+        synced_ = size_.load();
+    }
+    cache.DropStorage(id_);
+    return 0;
+}
+
+void CStorage::Bind(std::shared_ptr<IDeviceChannel> channel) {
+    Clear();
+    cached_ = true;
+    channel_ = std::move(channel);
+    if (channel_ && unit_size_ != 0) {
+        size_ = channel_->Size() / unit_size_;
+        synced_ = size_.load();
+        cached_ = (channel_->Features() & IDeviceChannel::kFeatureAddressable) == 0;
+        if (size_ != 0 && BlockUnits() != 0) {
+            std::lock_guard lock(BlockCache::Instance().Mutex());
+            LoadBlock((size_ - 1) / BlockUnits(), true);
+        }
+    }
+    const std::shared_ptr<SyncControlBlock> control = Control();
+    std::lock_guard lock(control->mutex);
+    control->channel = channel_;
+}
+
+std::string CStorage::Persist() {
+    if (channel_ && channel_->Type() == IDeviceChannel::kManagedFile) {
+        auto* file = dynamic_cast<IFileCache*>(channel_.get());
+        if (file == nullptr) return {};
+        file->Flush();
+        file->SetKeep(true);
+        return file->GetId();
+    }
+    if (channel_ && channel_->Type() == IDeviceChannel::kExternalFile &&
+        (channel_->Features() & IDeviceChannel::kFeatureCopyable) == 0)
+        return {};
+    std::shared_ptr<IDeviceChannel> target = CreateLocalFileCache(0);
+    auto* file = dynamic_cast<IFileCache*>(target.get());
+    if (file == nullptr) return {};
+    if (channel_) {
+        file->SetKeep(true);
+        file->SetFileReady(0);
+        ExportManager::Instance().Enqueue(channel_, target);
+        return file->GetId();
+    }
+    // No channel: the cached blocks are the content. Their offset counts units, not
+    // bytes, as files written this way have always been laid out.
+    BlockCache& cache = BlockCache::Instance();
+    for (uint64_t block = 0;; ++block) {
+        std::lock_guard lock(cache.Mutex());
+        if (!cache.Contains(Key(block))) break;
+        BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kRead);
+        target->Write(handle->data, handle->length, BlockUnits() * block);
+    }
+    file->Flush();
+    file->SetKeep(true);
+    return file->GetId();
+}
+
+bool CStorage::Swap(StorageBase* other) {
+    auto* peer = dynamic_cast<CStorage*>(other);
+    if (peer == nullptr || peer == this) return false;
+    std::swap(cached_, peer->cached_);
+    std::swap(channel_, peer->channel_);
+    for (CStorage* storage : {this, peer}) {
+        const std::shared_ptr<SyncControlBlock> control = storage->Control();
+        std::lock_guard lock(control->mutex);
+        control->channel = storage->channel_;
+    }
+    if (cached_) BlockCache::Instance().DropStorage(peer->id_);
+    if (peer->cached_) BlockCache::Instance().DropStorage(id_);
+    return false;
+}

@@ -1,0 +1,97 @@
+#pragma once
+// CStorage: the block storage. It cuts the array into blocks of one pool atom, keeps
+// recently used blocks in the process-wide BlockCache, writes full blocks to its
+// channel on the sync services in the background, and brings blocks back on demand.
+//
+// Geometry: a block holds BlockUnits = atom / unit size units; its bytes in the
+// channel start at (atom - atom % unit size) x block index, so the channel holds
+// whole units only. One writer thread appends; any thread reads.
+
+#include "storage/cache_block.h"
+#include "storage/storage_base.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+namespace __internal {
+
+// What the sync tasks of a storage share: its channel and the count of their writes
+// not finished. Clear makes a new one, so that tasks of the past write nowhere.
+struct SyncControlBlock {
+    explicit SyncControlBlock(std::shared_ptr<IDeviceChannel> device) : channel(std::move(device)) {}
+    std::shared_ptr<IDeviceChannel> channel;
+    std::atomic<uint32_t> pending{0};
+    std::mutex mutex;
+};
+
+}  // namespace __internal
+
+class CStorage final : public StorageBase {
+public:
+    // A storage on channel (which goes through Bind), or on none.
+    CStorage(std::shared_ptr<IDeviceChannel> channel, uint32_t unit_size);
+    ~CStorage() override;
+    CStorage(const CStorage&) = delete;
+    CStorage& operator=(const CStorage&) = delete;
+
+    // Queued block writes per storage before a throttled writer waits; default 2.
+    // A limit of 0 would stop every throttled writer for good and is taken as 1.
+    static void SetPendingLimit(unsigned int limit);
+    static unsigned int PendingLimit();
+
+    int Clear() override;
+    std::string Persist() override;
+    uint64_t Count() override;
+    uint64_t UnitSize() override { return unit_size_; }
+    uint64_t Read(uint64_t pos, void* buffer, uint64_t count) override;
+    uint64_t Write(const void* data, uint64_t count) override;
+    uint64_t BlockUnits() override;
+    int Sync() override;
+    void Bind(std::shared_ptr<IDeviceChannel> channel) override;
+    RawData Request(uint64_t pos, uint64_t count) override;
+    void SetSizeLimit(uint64_t bytes) override;
+    uint64_t CutHead(uint64_t) override { return 0; }
+    void SetOption(const std::string& name, const Vellum::Var& value) override;
+    bool Swap(StorageBase* other) override;
+    int DropCache() override;
+    WriteCallback& WriteSignal() override { return write_callback_; }
+    bool ChangeUnitSize(uint32_t unit, uint32_t* old) override;
+    BlockItem GetBlock(uint64_t pos, uint64_t* offset, uint64_t* units) override;
+
+    uint32_t Id() const { return id_; }
+    bool ThrottleEnabled() const { return throttle_; }
+    std::shared_ptr<IDeviceChannel> Channel() const { return channel_; }
+    // Units that the periodic sync has brought to the channel.
+    uint64_t Synced() const { return synced_.load(); }
+    // Writes the dirty blocks from the synced position on; run by the 500 ms timer.
+    void PeriodicSync();
+
+private:
+    enum class LoadResult { kLoaded, kNoMemory, kFailed };
+
+    uint64_t UsableBlockBytes() const;
+    uint64_t Key(uint64_t block) const;
+    std::shared_ptr<__internal::SyncControlBlock> Control() const;
+    // With the cache mutex held.
+    LoadResult LoadBlock(uint64_t block, bool extra_pin);
+    bool ReadIntoBlock(__internal::BlockHandle& handle, uint64_t block);
+    void Dispatch(__internal::BlockHandle handle, uint64_t offset);
+    void WaitPending() const;
+    RawData RequestCached(uint64_t abs, uint64_t count);
+
+    const uint32_t id_;
+    std::shared_ptr<IDeviceChannel> channel_;
+    uint32_t unit_size_;
+    std::atomic<uint64_t> size_{0};
+    std::atomic<uint64_t> synced_{0};
+    uint64_t start_ = 0;
+    std::atomic<bool> sync_busy_{false};
+    std::atomic<bool> throttle_{true};
+    bool cached_ = true;
+    bool tail_pinned_ = false;
+    WriteCallback write_callback_;
+    mutable std::mutex control_mutex_;
+    std::shared_ptr<__internal::SyncControlBlock> control_;
+};

@@ -1,0 +1,72 @@
+#pragma once
+// BasicWaveDataSet<T>: one sampled wave as three parallel append-only storages:
+//   "Wave"   the samples, T each;
+//   "Index"  MinMaxData<T> columns, one level, each over consecutive samples of one area;
+//   "Area"   ValidDataArea records, one per closed run of samples, in ascending time.
+// The dataset computes nothing when data arrives: each Push is one append to one
+// storage. Building columns and areas is the producer's work (see WaveProducer), done
+// while the samples are still in its hands; readers rely on that layout.
+//
+// Item face: the child "WaveParam", the attribute "ElementType", the commands "lock",
+// "unlock", "clear" / "WaveClear" (events "PostClear", then the clear, then
+// "AfterClear"), "DataRefleshIgnor", and the shared dataset commands.
+
+#include "dataset/dataset_base.h"
+#include "dataset/records.h"
+
+#include <memory>
+#include <string>
+
+class IBaseCtr;
+class IItemType;
+class ILocalSource;
+
+template <class T>
+class BasicWaveDataSet : public DataSetBase,
+                         public StructFiller<T>,
+                         public StructFiller<MinMaxData<T>>,
+                         public StructFiller<ValidDataArea> {
+public:
+    BasicWaveDataSet();
+    ~BasicWaveDataSet() override;
+
+    // Appends samples to "Wave"; the units appended (0 for null data or count 0).
+    unsigned long long Push(const T* data, unsigned long long count) override;
+    // Appends columns to "Index".
+    unsigned long long Push(const MinMaxData<T>* data, unsigned long long count) override;
+    // Appends areas to "Area".
+    unsigned long long Push(const ValidDataArea* data, unsigned long long count) override;
+
+    static unsigned long long PresentFlags() { return 3; }
+    std::string MainStorageId() override { return "Wave"; }
+
+    static bool InitType(IItemType* type, const std::string& name);
+    bool InitItem(IBaseCtr* item);
+    bool FinishConfig(ILocalSource* source, IBaseCtr* item, const std::string& config);
+    bool OnCMD(const std::string& command, IBaseCtr* argument);
+    std::string GetAttribute(const std::string& name) const;
+    std::shared_ptr<CtrVar> GetExtendCtr(const VellumTypeID& type, bool flag, const std::string& name) override;
+
+    IBaseCtr* Item() const { return item_; }
+
+protected:
+    // For subclasses that bind their storages themselves: makes none.
+    explicit BasicWaveDataSet(void*);
+
+private:
+    unsigned long long Append(const char* id, const void* data, unsigned long long count);
+
+    IBaseCtr* item_ = nullptr;
+};
+
+extern template class BasicWaveDataSet<int8_t>;
+extern template class BasicWaveDataSet<uint8_t>;
+extern template class BasicWaveDataSet<int16_t>;
+extern template class BasicWaveDataSet<uint16_t>;
+extern template class BasicWaveDataSet<int32_t>;
+extern template class BasicWaveDataSet<uint32_t>;
+extern template class BasicWaveDataSet<int64_t>;
+extern template class BasicWaveDataSet<uint64_t>;
+extern template class BasicWaveDataSet<float>;
+extern template class BasicWaveDataSet<double>;
+extern template class BasicWaveDataSet<LongDouble>;

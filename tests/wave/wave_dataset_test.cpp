@@ -1,0 +1,114 @@
+// The wave dataset: storages, pushes, the item face, clear against a reader's lock.
+
+#include "host/item_binding.h"
+#include "host/local_source.h"
+#include "storage/storage_base.h"
+#include "wave/basic_wave_dataset.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+namespace {
+
+CLocalSource& Scope() {
+    static CLocalSource* scope = [] {
+        auto* s = new CLocalSource("wave-tests", GetRootLocal());
+        RegisterClassType<BasicWaveDataSet<float>>("WAVEDATASET[FLOAT]", s);
+        RegisterClassType<BasicWaveDataSet<LongDouble>>("WAVEDATASET[LONGDOUBLE]", s);
+        return s;
+    }();
+    return *scope;
+}
+
+TEST(WaveDataSet, ThreeStoragesWithTheUnitSizesOfTheElementType) {
+    BasicWaveDataSet<int8_t> bytes;
+    BasicWaveDataSet<LongDouble> wide;
+    EXPECT_EQ(bytes.GetStorage("Wave")->UnitSize(), 1u);
+    EXPECT_EQ(bytes.GetStorage("Index")->UnitSize(), 2u);
+    EXPECT_EQ(bytes.GetStorage("Area")->UnitSize(), 48u);
+    EXPECT_EQ(wide.GetStorage("Wave")->UnitSize(), 8u);
+    EXPECT_EQ(wide.GetStorage("Index")->UnitSize(), 16u);
+    EXPECT_EQ(bytes.MainStorageId(), "Wave");
+    EXPECT_EQ(BasicWaveDataSet<float>::PresentFlags(), 3u);
+}
+
+TEST(WaveDataSet, PushesAppendToTheirStorageAndNothingElse) {
+    BasicWaveDataSet<float> dataset;
+    const float samples[4] = {1, 2, 3, 4};
+    const MinMaxData<float> column{1, 4};
+    ValidDataArea area{};
+    area.wave_end_pos = 3;
+    EXPECT_EQ(dataset.Push(samples, 4), 4u);
+    EXPECT_EQ(dataset.Push(samples, 0), 0u);
+    EXPECT_EQ(dataset.Push(static_cast<const float*>(nullptr), 10), 0u);
+    EXPECT_EQ(dataset.Push(&column, 1), 1u);
+    EXPECT_EQ(dataset.Push(&area, 1), 1u);
+    EXPECT_EQ(dataset.GetStorage("Wave")->Count(), 4u);
+    EXPECT_EQ(dataset.GetStorage("Index")->Count(), 1u);
+    EXPECT_EQ(dataset.GetStorage("Area")->Count(), 1u);
+    RawData view = dataset.RequestRawData(1, 2);
+    ASSERT_GE(view.Count(), 2u);
+    EXPECT_EQ(static_cast<const float*>(view.Ptr())[0], 2.0f);  // samples, never columns
+}
+
+TEST(WaveDataSet, ItemFaceAnswersAttributesFillersAndCommands) {
+    std::unique_ptr<IBaseCtr> item(CreateItemByType(&Scope(), "WAVEDATASET[FLOAT]", "wave"));
+    ASSERT_TRUE(item);
+    EXPECT_EQ(item->GetAttribute("ElementType"), "f32");
+    EXPECT_EQ(item->GetAttribute("elementtype"), "f32");
+    EXPECT_EQ(item->GetAttribute("Other"), "");
+    std::unique_ptr<IBaseCtr> wide(CreateItemByType(&Scope(), "WAVEDATASET[LONGDOUBLE]", "wide"));
+    EXPECT_EQ(wide->GetAttribute("ElementType"), "long double");
+
+    Ctr<StructFiller<float>> samples = QueryInterface<StructFiller<float>>(item.get());
+    Ctr<StructFiller<MinMaxData<float>>> columns = QueryInterface<StructFiller<MinMaxData<float>>>(item.get());
+    Ctr<StructFiller<ValidDataArea>> areas = QueryInterface<StructFiller<ValidDataArea>>(item.get());
+    ASSERT_TRUE(samples && columns && areas);
+    const float values[3] = {1, 2, 3};
+    EXPECT_EQ(samples->Push(values, 3), 3u);
+    Ctr<DataSetBase> base = QueryInterface<DataSetBase>(item.get());
+    ASSERT_TRUE(base);
+    EXPECT_EQ(base->GetStorage("Wave")->Count(), 3u);
+    EXPECT_FALSE(QueryInterface<StructFiller<double>>(item.get()));
+
+    EXPECT_TRUE(item->OnCMD("lock", nullptr));
+    EXPECT_EQ(base->LockCount(), 1u);
+    EXPECT_TRUE(item->OnCMD("UNLOCK", nullptr));
+    EXPECT_EQ(base->LockCount(), 0u);
+    EXPECT_FALSE(item->OnCMD("no such command", nullptr));
+}
+
+TEST(WaveDataSet, ClearFiresPostClearAtOnceAndAfterClearWhenTheReaderUnlocks) {
+    std::unique_ptr<IBaseCtr> item(CreateItemByType(&Scope(), "WAVEDATASET[FLOAT]", "wave"));
+    Ctr<DataSetBase> base = QueryInterface<DataSetBase>(item.get());
+    const float values[5] = {1, 2, 3, 4, 5};
+    QueryInterface<StructFiller<float>>(item.get())->Push(values, 5);
+
+    std::atomic<int> post{0}, after{0};
+    std::atomic<uint64_t> seen_at_post{0};
+    item->SubscribeEvent("PostClear", MakeEventHandler([&](IBaseCtr*) {
+                             seen_at_post = base->GetStorage("Wave")->Count();
+                             ++post;
+                         }));
+    item->SubscribeEvent("AfterClear", MakeEventHandler([&](IBaseCtr*) { ++after; }));
+
+    item->OnCMD("lock", nullptr);  // a reader holds the data
+    std::thread clearing([&] { item->OnCMD("WaveClear", nullptr); });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (post == 0 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+    EXPECT_EQ(post.load(), 1);
+    EXPECT_EQ(seen_at_post.load(), 5u);  // subscribers still see the data
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_EQ(after.load(), 0);
+    EXPECT_EQ(base->GetStorage("Wave")->Count(), 5u);
+    item->OnCMD("unlock", nullptr);
+    clearing.join();
+    EXPECT_EQ(after.load(), 1);
+    for (const char* id : {"Wave", "Index", "Area"}) EXPECT_EQ(base->GetStorage(id)->Count(), 0u);
+    EXPECT_EQ(QueryInterface<StructFiller<float>>(item.get())->Push(values, 1), 1u);  // position 0 again
+}
+
+}  // namespace
