@@ -400,9 +400,16 @@ void CStorage::PeriodicSync() {
     if (!sync_busy_.compare_exchange_strong(idle, true)) return;  // a pass is running already
     BlockCache& cache = BlockCache::Instance();
     bool wrote = false;
+    const uint64_t last_block = size_ == 0 ? 0 : (size_ - 1) / units_per_block;
     for (uint64_t block = synced_ / units_per_block;; ++block) {
         std::lock_guard lock(cache.Mutex());
-        if (!cache.Contains(Key(block))) break;
+        if (!cache.Contains(Key(block))) {
+            // A block before the tail that left the cache was recycled, and only clean
+            // blocks are: the channel has it. Going on keeps the pass from stalling at
+            // the first recycled block and never reaching the tail.
+            if (block < last_block) continue;
+            break;
+        }
         BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kRead);
         handle.SetMode(BlockHandle::kSync);
         if (handle->state.load() == __internal::kDirty) {
