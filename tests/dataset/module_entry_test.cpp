@@ -8,32 +8,36 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 namespace {
 
-TEST(ModuleEntry, SizesThePoolBeforeItIsBuiltAndRegistersTheRecords) {
+// Runs in a child process of its own: the pool is built once per process, and other
+// tests of this program build it with the settings in force.
+void InitialiseAndCheck() {
     static CLocalSource scope("module", GetRootLocal());
-    EXPECT_TRUE(InitDataSetModule(&scope, 2, 8, 1, 3));
+    bool ok = InitDataSetModule(&scope, 2, 8, 1, 3);
 
     uint64_t size = 1, max_size = 0;
     double current = 1, max = 1;
     GetDatasetMemoryInfo(&size, &max_size, &current, &max);
-    EXPECT_EQ(size, 0u);  // nothing obtained before the first storage
-    EXPECT_EQ(max_size, 8u * 1048576);
-    EXPECT_EQ(current, 0.0);
-    EXPECT_EQ(max, 0.0);
-    EXPECT_EQ(CMemoryManager::GetPoolExpandSize(), 2u * 1048576);
-    EXPECT_EQ(CMemoryManager::GetAtomSize(), 32768u);
-    EXPECT_EQ(CStorage::PendingLimit(), 3u);
+    ok = ok && size == 0 && max_size == 8u * 1048576 && current == 0.0 && max == 0.0;  // nothing obtained yet
+    ok = ok && CMemoryManager::GetPoolExpandSize() == 2u * 1048576 && CMemoryManager::GetAtomSize() == 32768u;
+    ok = ok && CStorage::PendingLimit() == 3u;
     GetDatasetMemoryInfo(nullptr, nullptr, nullptr, nullptr);  // every output is optional
 
     IItemType* area = scope.GetLocalItemType("ValidDataArea", false);
-    ASSERT_NE(area, nullptr);
-    EXPECT_EQ(area->AsStruct()->StructSize(), 48u);
+    ok = ok && area != nullptr && area->AsStruct()->StructSize() == 48u;
 
     // Later sizes cannot change a pool that exists.
-    EXPECT_TRUE(InitDataSetModule(&scope, 4, 16, 1, 2));
-    EXPECT_EQ(CMemoryManager::GetPoolExpandSize(), 2u * 1048576);
-    EXPECT_EQ(CMemoryManager::GetMaxPoolSize(), 8u * 1048576);
+    ok = ok && InitDataSetModule(&scope, 4, 16, 1, 2);
+    ok = ok && CMemoryManager::GetPoolExpandSize() == 2u * 1048576 && CMemoryManager::GetMaxPoolSize() == 8u * 1048576;
+    std::exit(ok ? 0 : 1);
+}
+
+TEST(ModuleEntry, SizesThePoolBeforeItIsBuiltAndRegistersTheRecords) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(InitialiseAndCheck(), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -103,19 +103,20 @@ TEST(TimeRules, SyntheticAreaEndsOnePastTheLastSample) {
 }
 
 TEST(RecordTypes, HostSeesTheFieldsByNameAndOffset) {
-    // Types are registered once per process; the scope lives as long.
+    // A class is registered once per process, in the scope of its first registration.
     static CLocalSource scope("records", GetRootLocal());
     RegisterRecordTypes(&scope);
     RegisterRecordTypes(&scope);  // a second time changes nothing
-    IItemType* logic = scope.GetLocalItemType("LogicResult", false);
+    IItemType* logic = GetCPPTypeManager()->Find(VellumTypeOf<LogicResult>());
     ASSERT_NE(logic, nullptr);
+    EXPECT_EQ(logic->TypeName(), "LogicResult");
     const StructField* end = logic->AsStruct()->FindField("dEndTime");
     ASSERT_NE(end, nullptr);
     EXPECT_EQ(end->offset, 9u);
     EXPECT_EQ(logic->AsStruct()->Fields().size(), 4u);
-    ASSERT_NE(scope.GetLocalItemType("FindEdgeResult", false), nullptr);
+    ASSERT_NE(GetCPPTypeManager()->Find(VellumTypeOf<FindEdgeResult>()), nullptr);
 
-    std::unique_ptr<IBaseCtr> area(CreateItemByType(&scope, "ValidDataArea", "a"));
+    std::unique_ptr<IBaseCtr> area(CreateItemByTypeID(VellumTypeOf<ValidDataArea>(), "a"));
     ASSERT_TRUE(area);
     Ctr<ValidDataArea> record = QueryInterface<ValidDataArea>(area.get());
     ASSERT_TRUE(record);
