@@ -12,11 +12,11 @@ int main() {
     constexpr unsigned kExpandMiB = 16, kMaxPoolMiB = 64, kAtom = 1, kPendingLimit = 2;
     InitDataSetModule(&scope, kExpandMiB, kMaxPoolMiB, kAtom, kPendingLimit);
 
-    fmt::print("wavestore demo host\n\nregistered item types:\n");
+    fmt::print("wavestore demo host\n\nitem types registered in the host's scope:\n");
     for (const std::string& name : scope.ItemTypeNames()) {
-        IItemType* type = scope.GetLocalItemType(name, false);
+        IStructType* record = scope.GetLocalItemType(name, false)->AsStruct();
         fmt::print("  {}", name);
-        if (IStructType* record = type ? type->AsStruct() : nullptr) {
+        if (record != nullptr && !record->Fields().empty()) {
             fmt::print(" ({} bytes:", record->StructSize());
             for (const StructField& field : record->Fields())
                 fmt::print(" {}@{}:{}", field.name, field.offset, VarTypeStr(field.type));
@@ -24,6 +24,10 @@ int main() {
         }
         fmt::print("\n");
     }
+    fmt::print("shared types in the root scope:");
+    for (const char* name : {"AXIS", "WaveDatasetParameters"})
+        if (GetRootLocal()->GetLocalItemType(name, false)) fmt::print(" {}", name);
+    fmt::print("\n");
 
     // A staging block of one MiB, as producers take it, shows the pool at work.
     auto block = CMemoryManager::Malloc(static_cast<unsigned>(1048576 / CMemoryManager::GetAtomSize()));

@@ -1,6 +1,6 @@
 #include "dataset/module_entry.h"
 
-#include "dataset/record_types.h"
+#include "dataset/type_registration.h"
 #include "host/local_source.h"
 #include "host/logger.h"
 #include "storage/block_storage.h"
@@ -32,7 +32,7 @@ extern "C" bool InitDataSetModule(ILocalSource* source, unsigned int pool_expand
     ApplySize("atom size", [&] { CMemoryManager::SetAtomSize(atom); });
     CStorage::SetPendingLimit(pending_limit);
 
-    RegisterRecordTypes(source);
+    RegisterModuleTypes(source);
     return true;
 }
 

@@ -1,5 +1,6 @@
 #include "wave/basic_wave_dataset.h"
 
+#include "dataset/dataset_tool.h"
 #include "dataset/serialization_helper.h"
 #include "host/base_ctr.h"
 #include "host/item_type.h"
@@ -53,6 +54,8 @@ bool BasicWaveDataSet<T>::InitItem(IBaseCtr* item) {
     if (item == nullptr) return true;
     SetSerialization(std::make_unique<DataSetSerializationHelper>(item));
     item_ = item;
+    if (IBaseCtr* parameters = WaveDatasetParameters::InitStructInfo(nullptr))
+        item->AddChildItem(parameters, "WaveParam", true);
     return true;
 }
 
@@ -95,6 +98,9 @@ std::shared_ptr<CtrVar> BasicWaveDataSet<T>::GetExtendCtr(const VellumTypeID& ty
     if (type == VellumTypeOf<StructFiller<T>>()) return MakeCtrVar<StructFiller<T>>(this);
     if (type == VellumTypeOf<StructFiller<MinMaxData<T>>>()) return MakeCtrVar<StructFiller<MinMaxData<T>>>(this);
     if (type == VellumTypeOf<StructFiller<ValidDataArea>>()) return MakeCtrVar<StructFiller<ValidDataArea>>(this);
+    if (type == VellumTypeOf<WaveDatasetParameters>() && item_ != nullptr) {
+        if (IBaseCtr* parameters = item_->GetChildItem("WaveParam")) return parameters->GetExtendCtr(type, flag, name);
+    }
     return DataSetBase::GetExtendCtr(type, flag, name);
 }
 

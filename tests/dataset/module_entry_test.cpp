@@ -28,9 +28,14 @@ void InitialiseAndCheck() {
 
     IItemType* area = scope.GetLocalItemType("ValidDataArea", false);
     ok = ok && area != nullptr && area->AsStruct()->StructSize() == 48u;
+    ok = ok && scope.GetLocalItemType("AXIS", true) != nullptr;
+    ok = ok && scope.GetLocalItemType("WAVEDATASET[FLOAT]", false) != nullptr;
+    ok = ok && scope.GetLocalItemType("WAVEDATASET[INT32]", false) == nullptr;  // bound by class only
 
-    // Later sizes cannot change a pool that exists.
-    ok = ok && InitDataSetModule(&scope, 4, 16, 1, 2);
+    // A second call changes nothing: neither sizes nor registrations.
+    static CLocalSource other("other", GetRootLocal());
+    ok = ok && InitDataSetModule(&scope, 4, 16, 1, 2) && InitDataSetModule(&other, 4, 16, 1, 2);
+    ok = ok && other.GetLocalItemType("WAVEDATASET[FLOAT]", false) == nullptr && CStorage::PendingLimit() == 3u;
     ok = ok && CMemoryManager::GetPoolExpandSize() == 2u * 1048576 && CMemoryManager::GetMaxPoolSize() == 8u * 1048576;
     std::exit(ok ? 0 : 1);
 }

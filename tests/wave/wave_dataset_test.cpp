@@ -1,6 +1,10 @@
 // The wave dataset: storages, pushes, the item face, clear against a reader's lock.
 
+#include "dataset/axis.h"
+#include "dataset/dataset_tool.h"
+#include "dataset/type_registration.h"
 #include "host/item_binding.h"
+#include "host/xml_items.h"
 #include "host/local_source.h"
 #include "storage/storage_base.h"
 #include "wave/basic_wave_dataset.h"
@@ -79,6 +83,31 @@ TEST(WaveDataSet, ItemFaceAnswersAttributesFillersAndCommands) {
     EXPECT_TRUE(item->OnCMD("UNLOCK", nullptr));
     EXPECT_EQ(base->LockCount(), 0u);
     EXPECT_FALSE(item->OnCMD("no such command", nullptr));
+
+    Ctr<WaveDatasetParameters> parameters = QueryInterface<WaveDatasetParameters>(item->GetChildItem("WaveParam"));
+    ASSERT_TRUE(parameters);
+    EXPECT_EQ(parameters->raw_point_offset, 0u);
+}
+
+TEST(WaveDataSet, AnXmlDefinitionWithAxesGivesTheToolsItsPeriods) {
+    RegisterModuleTypes(&Scope());
+    auto items = CreateItemsFromXml(&Scope(), R"xml(
+        <items>
+          <item name="capture" type="WAVEDATASET[FLOAT]" config="disable_throttle">
+            <item name="sizeAxis" type="AXIS" init="ratio=1e-6,index_step=100"/>
+            <item name="dataAxis" type="AXIS"/>
+          </item>
+        </items>)xml");
+    ASSERT_EQ(items.size(), 1u);
+    __internal::DataSetTool tool(items[0].get());
+    ASSERT_NE(tool.SizeAxis(), nullptr);
+    ASSERT_NE(tool.DataAxis(), nullptr);
+    EXPECT_NEAR(tool.GetSampleTime(), 1e-6, 1e-18);
+    EXPECT_NEAR(tool.GetIndexStepTime(), 1e-4, 1e-16);
+    ASSERT_NE(tool.GetDataParameters(), nullptr);
+    EXPECT_TRUE(tool.Lock());
+    EXPECT_EQ(QueryInterface<DataSetBase>(items[0].get())->LockCount(), 1u);
+    EXPECT_TRUE(tool.UnLock());
 }
 
 TEST(WaveDataSet, ClearFiresPostClearAtOnceAndAfterClearWhenTheReaderUnlocks) {

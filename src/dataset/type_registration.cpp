@@ -1,0 +1,16 @@
+#include "dataset/type_registration.h"
+
+#include "dataset/axis.h"
+#include "dataset/dataset_tool.h"
+#include "dataset/record_types.h"
+#include "host/item_binding.h"
+#include "wave/basic_wave_dataset.h"
+
+void RegisterModuleTypes(ILocalSource* source) {
+    RegisterRecordTypes(source);
+    RegisterAxisType(nullptr);
+    RegisterWaveDatasetParametersType(nullptr);
+    RegisterClassType<BasicWaveDataSet<float>>("WAVEDATASET[FLOAT]", source);
+    RegisterClassType<BasicWaveDataSet<int16_t>>("WAVEDATASET[INT16]", source);
+    RegisterClassType<BasicWaveDataSet<double>>("WAVEDATASET[DOUBLE]", source);
+}

@@ -1,0 +1,8 @@
+#pragma once
+// The item types that the module teaches its host, registered by InitDataSetModule in
+// this order: the record structs, "AXIS" (in the type manager's root scope), the
+// parameters of a wave, then the dataset types by name.
+
+class ILocalSource;
+
+void RegisterModuleTypes(ILocalSource* source);
