@@ -43,6 +43,20 @@ unsigned long long BasicWaveDataSet<T>::Push(const ValidDataArea* data, unsigned
 }
 
 template <class T>
+template <class R>
+std::unique_ptr<IReader> BasicWaveDataSet<T>::StructReader(const std::string& id) const {
+    std::shared_ptr<StorageBase> storage = GetStorage(id);
+    if (!storage) return nullptr;
+    return std::make_unique<BaseStructReader<R>>(std::move(storage));
+}
+
+template <class T>
+CBasicWaveReader<T>* BasicWaveDataSet<T>::CreateBasicWaveReader() const {
+    return new CBasicWaveReader<T>(item_, StructReader<T>("Wave"), StructReader<MinMaxData<T>>("Index"),
+                                   StructReader<ValidDataArea>("Area"));
+}
+
+template <class T>
 bool BasicWaveDataSet<T>::InitType(IItemType* type, const std::string&) {
     for (const char* event : {"DataComes", "IndexComes", "AreaComes", "PostClear", "AfterClear"})
         type->RegisterEvent(event, "");
@@ -95,6 +109,15 @@ template <class T>
 std::shared_ptr<CtrVar> BasicWaveDataSet<T>::GetExtendCtr(const VellumTypeID& type, bool flag,
                                                            const std::string& name) {
     if (type == VellumTypeOf<DataSetBase>()) return MakeCtrVar<DataSetBase>(this);
+    if (type == VellumTypeOf<IBasicWaveReader>())
+        return MakeOwnedCtrVar<IBasicWaveReader>(std::unique_ptr<IBasicWaveReader>(CreateBasicWaveReader()));
+    if (type == VellumTypeOf<CBasicWaveReader<T>>())
+        return MakeOwnedCtrVar<CBasicWaveReader<T>>(std::unique_ptr<CBasicWaveReader<T>>(CreateBasicWaveReader()));
+    if (type == VellumTypeOf<IReader>()) {
+        if (name == "Wave") return MakeOwnedCtrVar<IReader>(StructReader<T>("Wave"));
+        if (name == "Index") return MakeOwnedCtrVar<IReader>(StructReader<MinMaxData<T>>("Index"));
+        if (name == "Area") return MakeOwnedCtrVar<IReader>(StructReader<ValidDataArea>("Area"));
+    }
     if (type == VellumTypeOf<StructFiller<T>>()) return MakeCtrVar<StructFiller<T>>(this);
     if (type == VellumTypeOf<StructFiller<MinMaxData<T>>>()) return MakeCtrVar<StructFiller<MinMaxData<T>>>(this);
     if (type == VellumTypeOf<StructFiller<ValidDataArea>>()) return MakeCtrVar<StructFiller<ValidDataArea>>(this);

@@ -9,10 +9,13 @@
 //
 // Item face: the child "WaveParam", the attribute "ElementType", the commands "lock",
 // "unlock", "clear" / "WaveClear" (events "PostClear", then the clear, then
-// "AfterClear"), "DataRefleshIgnor", and the shared dataset commands.
+// "AfterClear"), and the shared dataset commands. Interface queries give the dataset,
+// its three fillers, a new wave reader per query (IBasicWaveReader or
+// CBasicWaveReader<T>, owned by the answer), and IReader on "Wave", "Index" or "Area".
 
 #include "dataset/dataset_base.h"
 #include "dataset/records.h"
+#include "reader/basic_wave_reader.h"
 
 #include <memory>
 #include <string>
@@ -49,11 +52,17 @@ public:
 
     IBaseCtr* Item() const { return item_; }
 
+    // A new reader of this dataset's three storages; the caller owns it.
+    CBasicWaveReader<T>* CreateBasicWaveReader() const;
+
 protected:
     // For subclasses that bind their storages themselves: makes none.
     explicit BasicWaveDataSet(void*);
 
 private:
+    // A reader of one storage, null for an id the dataset doesn't have.
+    template <class R>
+    std::unique_ptr<IReader> StructReader(const std::string& id) const;
     unsigned long long Append(const char* id, const void* data, unsigned long long count);
 
     IBaseCtr* item_ = nullptr;

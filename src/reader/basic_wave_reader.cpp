@@ -1,0 +1,521 @@
+#include "reader/basic_wave_reader.h"
+
+#include "dataset/axis.h"
+#include "dataset/time_rules.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+constexpr uint64_t kAllOnes = ~uint64_t{0};
+
+int64_t Ns(double seconds) { return SecondsToNs(seconds); }
+
+}  // namespace
+
+// Subtracts the data offset and maps piece time to base time at construction; maps
+// back and adds the offset again when it goes, on every way out.
+template <class T>
+class CBasicWaveReader<T>::RangeScope {
+public:
+    RangeScope(CBasicWaveReader& reader, double& begin, double& end)
+        : offset_(&begin, &end, reader.tools_ ? reader.tools_->SizeAxis() : nullptr),
+          piece_(reader.piece_),
+          begin_(begin),
+          end_(end) {
+        piece_.TransformToBase(begin_, end_);
+    }
+    ~RangeScope() { piece_.TransformToPiece(begin_, end_); }
+    RangeScope(const RangeScope&) = delete;
+    RangeScope& operator=(const RangeScope&) = delete;
+
+private:
+    DataOffsetUtility offset_;
+    PieceTool& piece_;
+    double& begin_;
+    double& end_;
+};
+
+template <class T>
+CBasicWaveReader<T>::CBasicWaveReader(IBaseCtr* owner, std::shared_ptr<IReader> wave, std::shared_ptr<IReader> index,
+                                      std::shared_ptr<IReader> area)
+    : wave_reader_(std::move(wave)),
+      index_reader_(std::move(index)),
+      area_reader_(std::move(area)),
+      tools_(std::make_unique<__internal::DataSetTool>(owner)) {}
+
+template <class T>
+CBasicWaveReader<T>::~CBasicWaveReader() = default;
+
+template <class T>
+void CBasicWaveReader<T>::Load() {
+    index_step_ = tools_->GetIndexStepTime();
+    IDatasetAxis* axis = tools_->SizeAxis();
+    sample_step_ = axis ? axis->GetRatio() : 0.0;
+    std::tie(axis_begin_, axis_end_) = tools_->GetTimeRange();
+    // A period below one nanosecond (or an axis not configured yet) reads as one second,
+    // so that every division by these periods is safe.
+    if (Ns(index_step_) == 0) index_step_ = 1.0;
+    if (Ns(sample_step_) == 0) sample_step_ = 1.0;
+}
+
+template <class T>
+uint64_t CBasicWaveReader<T>::PointsPerIndex() const {
+    const int64_t sample_ns = Ns(sample_step_);
+    return sample_ns == 0 ? 0 : static_cast<uint64_t>(Ns(index_step_) / sample_ns);
+}
+
+template <class T>
+uint64_t CBasicWaveReader<T>::Time2WavePos(double time, const ValidDataArea& area) {
+    Load();
+    return AreaTimeToPosition(area, time, Ns(sample_step_));
+}
+
+template <class T>
+double CBasicWaveReader<T>::WavePos2Time(uint64_t position, const ValidDataArea& area) {
+    Load();
+    return AreaPositionToTime(area, position, Ns(sample_step_));
+}
+
+template <class T>
+void CBasicWaveReader<T>::Index2WavePos(const ValidDataArea& area, uint64_t id, uint64_t& beg, uint64_t& end) const {
+    if (id == area.index_id) {
+        beg = area.wave_beg_pos;
+        end = area.wave_beg_pos + area.first_count - 1;
+        return;
+    }
+    const uint64_t per_index = PointsPerIndex();
+    beg = area.wave_beg_pos + area.first_count + (id - area.index_id - (area.first_count != 0 ? 1 : 0)) * per_index;
+    end = std::min(beg + per_index, area.wave_end_pos);
+}
+
+template <class T>
+void CBasicWaveReader<T>::CalcCurTimeToIndex(const ValidDataArea& area, uint64_t position, uint64_t& id) const {
+    const uint64_t n = position - area.wave_beg_pos + 1;
+    if (area.first_count < n) {
+        const uint64_t per_index = std::max<uint64_t>(PointsPerIndex(), 1);
+        id = area.index_id + (n - area.first_count + per_index - 1) / per_index;
+    } else {
+        id = area.index_id;
+    }
+}
+
+template <class T>
+bool CBasicWaveReader<T>::ReadArea(uint64_t index, ValidDataArea& area) const {
+    return area_reader_ && area_reader_->Read(index, &area, 1) == 1;
+}
+
+template <class T>
+ValidDataArea CBasicWaveReader<T>::SyntheticArea(uint64_t first_count) const {
+    const uint64_t count = wave_reader_ ? wave_reader_->Count() : 0;
+    ValidDataArea area{};
+    area.start_time = Ns(axis_begin_);
+    area.end_time = area.start_time + Ns(static_cast<double>(count) * sample_step_);
+    area.index_id = 0;
+    area.first_count = first_count;
+    area.wave_beg_pos = 0;
+    area.wave_end_pos = count;
+    return area;
+}
+
+template <class T>
+bool CBasicWaveReader<T>::GetArea(double time, ValidDataArea& area, uint64_t* index) {
+    const uint64_t count = AreaCount();
+    if (count == 0) {
+        const double per_index = index_step_ / sample_step_;
+        area = SyntheticArea(per_index >= 1.8446744073709552e19 ? kAllOnes
+                                                                : static_cast<uint64_t>(std::max(per_index, 0.0)));
+        if (index) *index = kAllOnes;
+        return true;
+    }
+    ValidDataArea first{};
+    if (!ReadArea(0, first)) return false;
+    area = first;
+    if (count > 1 && !ReadArea(count - 1, area)) return false;
+    const double first_start = static_cast<double>(first.start_time) * 1e-9;
+    const double last_end = static_cast<double>(area.end_time) * 1e-9;
+    if (time < first_start || time > last_end) {
+        if (time <= last_end) {  // before the first area
+            if (index) *index = 0;
+            return ReadArea(0, area);
+        }
+        area = SyntheticArea(0);  // after the last area
+        if (index) *index = kAllOnes;
+        return false;
+    }
+    const int64_t tn = Ns(time);
+    int64_t lo = 0, hi = static_cast<int64_t>(count) - 1;
+    while (lo <= hi) {
+        const int64_t mid = (lo + hi) / 2;
+        ValidDataArea probe{};
+        if (!ReadArea(static_cast<uint64_t>(mid), probe)) return false;
+        if (tn < probe.start_time)
+            hi = mid - 1;
+        else if (tn <= probe.end_time)
+            break;
+        else
+            lo = mid + 1;
+    }
+    const auto found = static_cast<uint64_t>(std::max<int64_t>((lo + hi) / 2, 0));
+    if (index) *index = found;
+    return ReadArea(found, area);
+}
+
+template <class T>
+bool CBasicWaveReader<T>::GetIndexId(double time, uint64_t& id) {
+    if (!index_reader_ || index_reader_->Count() == 0) return false;
+    if (AreaCount() == 0) {
+        const double candidate = (time - axis_begin_) / index_step_;
+        if (!(candidate >= 0.0) || candidate >= static_cast<double>(index_reader_->Count())) return false;
+        id = static_cast<uint64_t>(candidate);
+        return true;
+    }
+    ValidDataArea area{};
+    if (!GetArea(time, area, nullptr)) return false;
+    if (Ns(time) > area.end_time) {
+        id = 0;
+        return false;
+    }
+    const uint64_t position = Time2WavePos(time, area);
+    id = AreaPositionToColumn(area, position, std::max<uint64_t>(PointsPerIndex(), 1));
+    return true;
+}
+
+template <class T>
+bool CBasicWaveReader<T>::GetMaxValidRange(double& begin, double& end, bool with_offset) {
+    if (!wave_reader_ || wave_reader_->Count() == 0) return false;
+    double offset = 0;
+    if (with_offset && tools_ && tools_->SizeAxis()) offset = tools_->SizeAxis()->GetDataOffset();
+    const uint64_t areas = AreaCount();
+    if (areas == 0) {
+        Load();
+        begin = axis_begin_ + offset;
+        end = begin + static_cast<double>(wave_reader_->Count()) * sample_step_;
+    } else {
+        ValidDataArea first{}, last{};
+        if (!ReadArea(0, first)) return false;
+        last = first;
+        if (areas > 1 && !ReadArea(areas - 1, last)) return false;
+        begin = static_cast<double>(first.start_time) * 1e-9 + offset;
+        end = static_cast<double>(last.end_time) * 1e-9 + offset;
+    }
+    piece_.TransformToPiece(begin, end);
+    return true;
+}
+
+template <class T>
+double CBasicWaveReader<T>::T2Double(const T& value) {
+    if (IsInvalidValue(value)) return std::numeric_limits<double>::quiet_NaN();
+    return static_cast<double>(value);
+}
+
+template <class T>
+T CBasicWaveReader<T>::Double2T(double value) {
+    if (std::isnan(value)) return InvalidValue<T>();
+    if constexpr (kIsFloatingElement<T>) {
+        return static_cast<T>(value);
+    } else {
+        // Truncation toward zero. A value beyond the type's range has no defined
+        // conversion in C++: it saturates at the nearest end.
+        const double t = std::trunc(value);
+        if (t <= static_cast<double>(std::numeric_limits<T>::lowest())) return std::numeric_limits<T>::lowest();
+        if constexpr (std::is_same_v<T, uint64_t>) {
+            constexpr double kTwo63 = 9223372036854775808.0;
+            if (t >= 2 * kTwo63) return std::numeric_limits<T>::max();
+            if (t >= kTwo63) return static_cast<uint64_t>(t - kTwo63) + (uint64_t{1} << 63);
+            return static_cast<uint64_t>(t);
+        } else {
+            if (t >= std::ldexp(1.0, std::numeric_limits<T>::digits)) return std::numeric_limits<T>::max();
+            return static_cast<T>(t);
+        }
+    }
+}
+
+template <class T>
+bool CBasicWaveReader<T>::AtT(double time, T* value) {
+    auto fail = [&] {
+        if (value) *value = InvalidValue<T>();
+        return false;
+    };
+    if (!wave_reader_) return fail();
+    if (tools_) tools_->ApplyDataOffset(&time, nullptr);
+    time = piece_.P2B(time);
+    Load();
+    ValidDataArea area{};
+    if (!GetArea(time, area, nullptr)) return fail();
+    Load();
+    const int64_t tn = Ns(time);
+    if (tn < area.start_time || tn > area.end_time) return fail();
+    const int64_t step = Ns(sample_step_);
+    if (step < 1) return fail();
+    const uint64_t position = static_cast<uint64_t>((tn - area.start_time) / step) + area.wave_beg_pos;
+    if (position == kAllOnes) return fail();
+    T sample{};
+    if (wave_reader_->Read(position, &sample, 1) != 1) return fail();
+    if (value) *value = sample;
+    return true;
+}
+
+template <class T>
+bool CBasicWaveReader<T>::At(double time, double& value) {
+    T sample{};
+    if (!AtT(time, &sample)) return false;
+    value = T2Double(sample);
+    return true;
+}
+
+template <class T>
+void CBasicWaveReader<T>::GetDataT(double& begin, double& end, std::vector<T>& out, bool with_gaps) {
+    RangeScope scope(*this, begin, end);
+    Load();
+    if (!wave_reader_) {
+        out.clear();
+        return;
+    }
+    double vb = 0, ve = 0;
+    // The valid range in base time: without the piece transform that GetMaxValidRange adds.
+    const PieceTool piece = piece_;
+    piece_ = PieceTool();
+    const bool valid = GetMaxValidRange(vb, ve, false);
+    piece_ = piece;
+
+    if (!with_gaps) {
+        constexpr uint64_t kCap = 0x100000 / sizeof(T);
+        if (!valid || vb > end || begin > ve) {
+            out.clear();
+            return;
+        }
+        if (ve < end) end = ve;
+        if (begin < vb) begin = vb;
+        ValidDataArea area{};
+        uint64_t index = 0;
+        if (!GetArea(begin, area, &index)) {
+            begin = end = 0;
+            out.clear();
+            return;
+        }
+        if (area.end_time < Ns(begin)) {  // the start lies in a gap: the next area
+            ValidDataArea next{};
+            if (!ReadArea(index + 1, next) || static_cast<double>(next.start_time) * 1e-9 >= end) {
+                out.clear();
+                return;
+            }
+            area = next;
+            begin = static_cast<double>(next.start_time) * 1e-9;
+        }
+        end = std::min(end, static_cast<double>(area.end_time) * 1e-9);
+        const uint64_t p0 = Time2WavePos(begin, area);
+        const uint64_t p1 = Time2WavePos(end, area);
+        if (p0 == kAllOnes || p1 == kAllOnes || p1 < p0) {
+            out.clear();  // a position outside the area: nothing to read
+            return;
+        }
+        uint64_t n = p1 - p0 + 1;
+        if (n > kCap) {
+            n = kCap;
+            end = begin + sample_step_ * static_cast<double>(kCap - 1);
+        }
+        out.assign(n, InvalidValue<T>());
+        wave_reader_->Read(p0, out.data(), n);
+        return;
+    }
+
+    if (!valid) {
+        out.clear();
+        return;
+    }
+    const double cells = (end - begin) / sample_step_;
+    // A negative or absurd span has no grid.
+    const auto size = cells > 0 && cells < 4294967296.0 ? static_cast<uint32_t>(cells) : 0u;
+    out.assign(size, InvalidValue<T>());
+    ValidDataArea area{};
+    uint64_t index = 0;
+    if (!GetArea(begin, area, &index)) {
+        out.clear();
+        return;
+    }
+    const int64_t begin_ns = Ns(begin), end_ns = Ns(end);
+    // A start in the gap after the area found begins with the next area.
+    if (begin_ns > area.end_time) {
+        ValidDataArea next{};
+        if (!ReadArea(index + 1, next)) return;  // nothing but gap up to the end
+        area = next;
+        ++index;
+    }
+    // Element i of the grid lies at begin + i samples: each area's samples go to the
+    // element of their time, read from the requested start (or the area's first sample)
+    // to the requested end (or its last sample). Elements no area reaches stay invalid.
+    const int64_t step_ns = Ns(sample_step_);
+    uint64_t c = 0;
+    auto read_into = [&](uint64_t from, uint64_t to) {
+        if (c >= out.size() || to < from) return;
+        wave_reader_->Read(from, out.data() + c, std::min(to - from + 1, out.size() - c));
+    };
+    uint64_t from = begin_ns < area.start_time ? area.wave_beg_pos : Time2WavePos(begin, area);
+    for (;;) {
+        if (!(area.start_time < end_ns) || from == kAllOnes || step_ns < 1) break;
+        if (area.start_time > begin_ns)
+            c = static_cast<uint64_t>((area.start_time - begin_ns + step_ns / 2) / step_ns);
+        if (area.end_time < end_ns) {
+            read_into(from, area.wave_end_pos);
+        } else {
+            const uint64_t to = Time2WavePos(end, area);
+            if (to != kAllOnes) read_into(from, to);
+        }
+        ValidDataArea next{};
+        if (!ReadArea(++index, next)) break;
+        area = next;
+        from = area.wave_beg_pos;
+    }
+}
+
+template <class T>
+void CBasicWaveReader<T>::GetData(double& begin, double& end, std::vector<double>& out, bool with_gaps) {
+    std::vector<T> samples;
+    GetDataT(begin, end, samples, with_gaps);
+    out.resize(samples.size());
+    std::transform(samples.begin(), samples.end(), out.begin(), [](const T& v) { return T2Double(v); });
+}
+
+template <class T>
+bool CBasicWaveReader<T>::GetDiscreteValueT(double, double, std::pair<double, double>*, unsigned int) {
+    Load();
+    return false;
+}
+
+template <class T>
+bool CBasicWaveReader<T>::GetDiscreteValue(double begin, double end, std::pair<double, double>* out,
+                                           unsigned int count) {
+    return GetDiscreteValueT(begin, end, out, count);
+}
+
+template <class T>
+void CBasicWaveReader<T>::SetLock(bool lock) const {
+    if (tools_) tools_->Command(lock ? "Lock" : "Unlock");
+}
+
+template <class T>
+void CBasicWaveReader<T>::CalcBoundary(int64_t& begin_ns, int64_t& end_ns) const {
+    (void)end_ns;  // the end of a range is not snapped
+    const int64_t step = Ns(index_step_);
+    if (step <= 0) return;
+    const bool negative = begin_ns < 0;
+    int64_t a = negative ? -begin_ns : begin_ns;
+    const int64_t q = a / step;
+    const double below = static_cast<double>(a % step) / static_cast<double>(step);
+    const double above = static_cast<double>((q + 1) * step - a) / static_cast<double>(step);
+    if (below < 0.1)
+        a = q * step;
+    else if (above < 0.1)
+        a = (q + 1) * step;
+    begin_ns = negative ? -a : a;
+}
+
+template <class T>
+void CBasicWaveReader<T>::ComposeValidArea(double begin, double end, std::vector<_ValidAreaIndex>& pieces) {
+    if (begin > end) return;
+    double vb = 0, ve = 0;
+    const PieceTool piece = piece_;
+    piece_ = PieceTool();
+    const bool valid = GetMaxValidRange(vb, ve, false);
+    piece_ = piece;
+    if (!valid || vb > end || begin > ve) return;
+
+    const int64_t b = Ns(begin), e = Ns(end), s = Ns(sample_step_);
+    if (s < 1) return;  // no sample grid to align to
+    const double span = static_cast<double>(e - b);
+    // An empty span has no shares to give out.
+    auto share = [&](double part) { return span > 0 ? part / span : 0.0; };
+
+    ValidDataArea area{};
+    uint64_t index = 0;
+    if (!GetArea(begin, area, &index)) return;
+
+    int64_t cur = b;
+    if (b < area.start_time) {
+        _ValidAreaIndex gap{};
+        gap.begin_time = static_cast<double>(b) * 1e-9;
+        gap.end_time = static_cast<double>(area.start_time) * 1e-9;
+        gap.ratio = span > 0 ? (gap.end_time - gap.begin_time) / (span * 1e-9) : 0.0;
+        gap.has_data = false;
+        pieces.push_back(gap);
+        cur = area.start_time;
+    }
+
+    int64_t next = b;
+    double head_offset = 0;
+    if (cur <= area.end_time) {
+        const bool last = area.end_time >= e;
+        const int64_t segment_end = std::min(area.end_time, e);
+        const int64_t p = std::max(cur - cur % s, area.start_time);
+        const int64_t q = segment_end - segment_end % s;
+        _ValidAreaIndex data{};
+        data.begin_time = static_cast<double>(p) * 1e-9;
+        data.end_time = static_cast<double>(q) * 1e-9;
+        data.wave_beg_pos = Time2WavePos(data.begin_time, area);
+        data.wave_end_pos = Time2WavePos(data.end_time, area);
+        // The times as they come back from seconds; when their fractions of a sample add
+        // up to a whole one, the piece reaches one sample further.
+        const auto back = [](double seconds) { return -static_cast<int64_t>(std::trunc(seconds * -1e9)); };
+        const double fq = static_cast<double>(back(data.end_time) - area.start_time) / static_cast<double>(s);
+        const double fp = static_cast<double>(back(data.begin_time) - area.start_time) / static_cast<double>(s);
+        if ((fq - std::trunc(fq)) + (fp - std::trunc(fp)) >= 1.0) ++data.wave_end_pos;
+        data.ratio = share(static_cast<double>(segment_end - cur));
+        data.has_data = true;
+        head_offset = (begin - std::max(static_cast<double>(area.start_time) * 1e-9, data.begin_time - sample_step_)) /
+                      sample_step_;
+        data.head_offset = head_offset;
+        pieces.push_back(data);
+        if (last) return;
+        next = area.end_time + s;
+    }
+
+    for (uint64_t i = index + 1;; ++i) {
+        ValidDataArea following{};
+        if (!ReadArea(i, following)) return;
+        int64_t gap_end = following.start_time - s;
+        int64_t area_end = following.end_time;
+        bool gap_is_final = false, area_is_final = false;
+        if (gap_end >= e) {
+            gap_end = e;
+            gap_is_final = true;
+        } else if (following.end_time >= e) {
+            area_end = e;
+            area_is_final = true;
+        }
+        _ValidAreaIndex gap{};
+        gap.begin_time = static_cast<double>(next) * 1e-9;
+        gap.end_time = static_cast<double>(gap_end) * 1e-9;
+        gap.ratio = share(static_cast<double>(gap_end - next));
+        gap.has_data = false;
+        gap.head_offset = head_offset;
+        pieces.push_back(gap);
+        if (gap_is_final) return;
+
+        _ValidAreaIndex data{};
+        data.begin_time = static_cast<double>(following.start_time) * 1e-9;
+        data.end_time = static_cast<double>(area_end) * 1e-9;
+        data.wave_beg_pos = following.wave_beg_pos;
+        data.wave_end_pos = Time2WavePos(data.end_time, following);
+        data.ratio = share(static_cast<double>(area_end - following.start_time));
+        data.has_data = true;
+        data.head_offset = head_offset;
+        pieces.push_back(data);
+        if (area_is_final) return;
+        next = following.end_time + s;
+    }
+}
+
+template class CBasicWaveReader<int8_t>;
+template class CBasicWaveReader<uint8_t>;
+template class CBasicWaveReader<int16_t>;
+template class CBasicWaveReader<uint16_t>;
+template class CBasicWaveReader<int32_t>;
+template class CBasicWaveReader<uint32_t>;
+template class CBasicWaveReader<int64_t>;
+template class CBasicWaveReader<uint64_t>;
+template class CBasicWaveReader<float>;
+template class CBasicWaveReader<double>;
+template class CBasicWaveReader<LongDouble>;

@@ -1,0 +1,125 @@
+#pragma once
+// CBasicWaveReader<T>: the time-addressed view of one wave dataset.
+//
+// It holds no samples: every call reads through the dataset's three IReaders ("Wave",
+// "Index", "Area") and re-reads the axis parameters first, so it always sees the
+// dataset as it stands. Times are seconds on the dataset's time axis. Operations that
+// take a range by reference treat it in this order and undo it in reverse on every
+// way out: subtract the axis' data offset; map from piece time to base time (clipped
+// to the piece's base range); work; map back to piece time.
+//
+// One reader object belongs to one thread at a time; several readers may share a
+// dataset. SetLock(true/false) holds the dataset's lock across a series of reads.
+
+#include "dataset/dataset_tool.h"
+#include "dataset/records.h"
+#include "reader/piece_reader.h"
+#include "reader/piece_tool.h"
+#include "wave/struct_reader.h"
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+class IBaseCtr;
+
+class IBasicWaveReader : public IPieceReader {
+public:
+    // The sample at time, as a double (NaN for a stored invalid value); false, value
+    // untouched, where there is no sample.
+    virtual bool At(double time, double& value) = 0;
+    // The samples of [begin, end]: one run of one area, at most 1 MiB of samples, with the
+    // range cut to what was served (with_gaps false); or a grid of sample periods from
+    // begin over the whole span, each sample at the element of its time and NaN where no
+    // sample is (with_gaps true).
+    virtual void GetData(double& begin, double& end, std::vector<double>& out, bool with_gaps) = 0;
+    // Not provided by this reader: false, out untouched.
+    virtual bool GetDiscreteValue(double begin, double end, std::pair<double, double>* out, unsigned int count) = 0;
+    // The span that holds data, in piece time; false for an empty wave.
+    virtual bool GetMaxValidRange(double& begin, double& end, bool with_offset) = 0;
+    virtual void SetLock(bool lock) const = 0;
+    virtual __internal::DataSetTool* GetTools() = 0;
+};
+
+template <class T>
+class CBasicWaveReader : public IBasicWaveReader {
+public:
+    CBasicWaveReader(IBaseCtr* owner, std::shared_ptr<IReader> wave, std::shared_ptr<IReader> index,
+                     std::shared_ptr<IReader> area);
+    ~CBasicWaveReader() override;
+    CBasicWaveReader(const CBasicWaveReader&) = delete;
+    CBasicWaveReader& operator=(const CBasicWaveReader&) = delete;
+
+    void SetBaseRange(double begin, double end) override { piece_.SetBaseRange(begin, end); }
+    void SetZeroPosition(double position, TimeMode) override { piece_.SetZero(position); }
+    void SetAxis(IDatasetAxis* axis) override { piece_.SetAxis(axis); }
+
+    bool At(double time, double& value) override;
+    void GetData(double& begin, double& end, std::vector<double>& out, bool with_gaps) override;
+    bool GetDiscreteValue(double begin, double end, std::pair<double, double>* out, unsigned int count) override;
+    bool GetMaxValidRange(double& begin, double& end, bool with_offset) override;
+    void SetLock(bool lock) const override;
+    __internal::DataSetTool* GetTools() override { return tools_.get(); }
+
+    // Typed twins.
+    bool AtT(double time, T* value);
+    void GetDataT(double& begin, double& end, std::vector<T>& out, bool with_gaps);
+    bool GetDiscreteValueT(double begin, double end, std::pair<double, double>* out, unsigned int count);
+
+    // Refreshes the periods and the axis span from the size axis.
+    void Load();
+    // Position of a time in an area; all ones outside it.
+    uint64_t Time2WavePos(double time, const ValidDataArea& area);
+    double WavePos2Time(uint64_t position, const ValidDataArea& area);
+
+    static double T2Double(const T& value);
+    static T Double2T(double value);
+
+    double SampleStep() const { return sample_step_; }
+    double IndexStep() const { return index_step_; }
+    // Samples per index column: ns(index step) / ns(sample step).
+    uint64_t PointsPerIndex() const;
+
+protected:
+    // The span of samples that column id of area covers; end is one past a full column.
+    void Index2WavePos(const ValidDataArea& area, uint64_t id, uint64_t& beg, uint64_t& end) const;
+    void CalcCurTimeToIndex(const ValidDataArea& area, uint64_t position, uint64_t& id) const;
+    bool GetIndexId(double time, uint64_t& id);
+    // The area for a time; a time in a gap gives the area before it.
+    bool GetArea(double time, ValidDataArea& area, uint64_t* index);
+    // Snaps a start that is within a tenth of an index step of a column boundary onto it.
+    void CalcBoundary(int64_t& begin_ns, int64_t& end_ns) const;
+    // The pieces of data and gaps that make up [begin, end], in base time.
+    void ComposeValidArea(double begin, double end, std::vector<_ValidAreaIndex>& pieces);
+
+    uint64_t AreaCount() const { return area_reader_ ? area_reader_->Count() : 0; }
+    bool ReadArea(uint64_t index, ValidDataArea& area) const;
+    ValidDataArea SyntheticArea(uint64_t first_count) const;
+
+    std::shared_ptr<IReader> wave_reader_;
+    std::shared_ptr<IReader> index_reader_;
+    std::shared_ptr<IReader> area_reader_;
+    double points_per_column_ = 0;
+    double index_step_ = 0;
+    double sample_step_ = 0;
+    double axis_begin_ = 0;
+    double axis_end_ = 0;
+    std::unique_ptr<__internal::DataSetTool> tools_;
+    PieceTool piece_;
+
+private:
+    // The range treatment of the reading operations, as a scope.
+    class RangeScope;
+};
+
+extern template class CBasicWaveReader<int8_t>;
+extern template class CBasicWaveReader<uint8_t>;
+extern template class CBasicWaveReader<int16_t>;
+extern template class CBasicWaveReader<uint16_t>;
+extern template class CBasicWaveReader<int32_t>;
+extern template class CBasicWaveReader<uint32_t>;
+extern template class CBasicWaveReader<int64_t>;
+extern template class CBasicWaveReader<uint64_t>;
+extern template class CBasicWaveReader<float>;
+extern template class CBasicWaveReader<double>;
+extern template class CBasicWaveReader<LongDouble>;
