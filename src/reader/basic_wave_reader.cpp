@@ -24,10 +24,11 @@ public:
         : offset_(&begin, &end, reader.tools_ ? reader.tools_->SizeAxis() : nullptr),
           piece_(reader.piece_),
           begin_(begin),
-          end_(end) {
-        piece_.TransformToBase(begin_, end_);
-    }
+          end_(end),
+          request_(piece_.TransformToBase(begin_, end_)) {}
     ~RangeScope() { piece_.TransformToPiece(begin_, end_); }
+    // The request in base time before the base range clipped it.
+    const std::pair<double, double>& Request() const { return request_; }
     RangeScope(const RangeScope&) = delete;
     RangeScope& operator=(const RangeScope&) = delete;
 
@@ -36,6 +37,7 @@ private:
     PieceTool& piece_;
     double& begin_;
     double& end_;
+    std::pair<double, double> request_;
 };
 
 template <class T>
@@ -205,6 +207,17 @@ bool CBasicWaveReader<T>::GetMaxValidRange(double& begin, double& end, bool with
     return true;
 }
 
+// The reading operations work in base time, so they compare with the valid range before
+// the piece transform that GetMaxValidRange applies for callers.
+template <class T>
+bool CBasicWaveReader<T>::BaseValidRange(double& begin, double& end) {
+    const PieceTool piece = piece_;
+    piece_ = PieceTool();
+    const bool valid = GetMaxValidRange(begin, end, false);
+    piece_ = piece;
+    return valid;
+}
+
 template <class T>
 double CBasicWaveReader<T>::T2Double(const T& value) {
     if (IsInvalidValue(value)) return std::numeric_limits<double>::quiet_NaN();
@@ -275,11 +288,7 @@ void CBasicWaveReader<T>::GetDataT(double& begin, double& end, std::vector<T>& o
         return;
     }
     double vb = 0, ve = 0;
-    // The valid range in base time: without the piece transform that GetMaxValidRange adds.
-    const PieceTool piece = piece_;
-    piece_ = PieceTool();
-    const bool valid = GetMaxValidRange(vb, ve, false);
-    piece_ = piece;
+    const bool valid = BaseValidRange(vb, ve);
 
     if (!with_gaps) {
         constexpr uint64_t kCap = 0x100000 / sizeof(T);
@@ -417,11 +426,7 @@ template <class T>
 void CBasicWaveReader<T>::ComposeValidArea(double begin, double end, std::vector<_ValidAreaIndex>& pieces) {
     if (begin > end) return;
     double vb = 0, ve = 0;
-    const PieceTool piece = piece_;
-    piece_ = PieceTool();
-    const bool valid = GetMaxValidRange(vb, ve, false);
-    piece_ = piece;
-    if (!valid || vb > end || begin > ve) return;
+    if (!BaseValidRange(vb, ve) || vb > end || begin > ve) return;
 
     const int64_t b = Ns(begin), e = Ns(end), s = Ns(sample_step_);
     if (s < 1) return;  // no sample grid to align to
@@ -507,6 +512,8 @@ void CBasicWaveReader<T>::ComposeValidArea(double begin, double end, std::vector
         next = following.end_time + s;
     }
 }
+
+#include "reader/minmax_extraction.inc"
 
 template class CBasicWaveReader<int8_t>;
 template class CBasicWaveReader<uint8_t>;

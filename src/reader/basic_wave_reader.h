@@ -33,6 +33,13 @@ public:
     // begin over the whole span, each sample at the element of its time and NaN where no
     // sample is (with_gaps true).
     virtual void GetData(double& begin, double& end, std::vector<double>& out, bool with_gaps) = 0;
+    // One min/max column per pixel column of [begin, end], served from the samples, the
+    // index or by filling between samples (param: 0 raw, 1 hold, 2 dots, 3 spline,
+    // 4 linear); NaN columns where there is no data. begin and end come back as the
+    // span served; out.size() is the number of columns given. whole_range: one column of
+    // plain extremes per piece, without snapping the span.
+    virtual void GetMinMaxData(double& begin, double& end, std::vector<MinMaxData<double>>& out,
+                               unsigned int columns, GetDataParam param, unsigned char whole_range) = 0;
     // Not provided by this reader: false, out untouched.
     virtual bool GetDiscreteValue(double begin, double end, std::pair<double, double>* out, unsigned int count) = 0;
     // The span that holds data, in piece time; false for an empty wave.
@@ -58,6 +65,8 @@ public:
     void GetData(double& begin, double& end, std::vector<double>& out, bool with_gaps) override;
     bool GetDiscreteValue(double begin, double end, std::pair<double, double>* out, unsigned int count) override;
     bool GetMaxValidRange(double& begin, double& end, bool with_offset) override;
+    void GetMinMaxData(double& begin, double& end, std::vector<MinMaxData<double>>& out, unsigned int columns,
+                       GetDataParam param, unsigned char whole_range) override;
     void SetLock(bool lock) const override;
     __internal::DataSetTool* GetTools() override { return tools_.get(); }
 
@@ -65,6 +74,9 @@ public:
     bool AtT(double time, T* value);
     void GetDataT(double& begin, double& end, std::vector<T>& out, bool with_gaps);
     bool GetDiscreteValueT(double begin, double end, std::pair<double, double>* out, unsigned int count);
+    void GetMinMaxDataT(double& begin, double& end, std::vector<MinMaxData<T>>& out, unsigned int columns,
+                        GetDataParam param, unsigned char whole_range);
+    double PointsPerColumn() const { return points_per_column_; }
 
     // Refreshes the periods and the axis span from the size axis.
     void Load();
@@ -92,6 +104,22 @@ protected:
     // The pieces of data and gaps that make up [begin, end], in base time.
     void ComposeValidArea(double begin, double end, std::vector<_ValidAreaIndex>& pieces);
 
+    // Min/max extraction: deal the columns to the pieces, and serve one piece from the
+    // samples, the index, or by filling between samples.
+    void GetWave(std::vector<_ValidAreaIndex>& pieces, std::vector<MinMaxData<T>>& out, unsigned int columns,
+                 unsigned char whole_range, GetDataParam param);
+    bool GetWaveMinMaxAtIndex(const _ValidAreaIndex& piece, MinMaxData<T>* out, uint64_t count,
+                              unsigned char whole_range, GetDataParam param);
+    bool UseIndexFind(uint64_t first, uint64_t last, MinMaxData<T>* out, uint64_t count);
+    bool UseIndexGet(uint64_t first, uint64_t last, MinMaxData<T>& out);
+    bool UseVolFind(uint64_t first, uint64_t last, MinMaxData<T>* out, uint64_t count);
+    bool UseVolGet(uint64_t first, uint64_t last, MinMaxData<T>& out);
+    bool UseOtherFind(const _ValidAreaIndex& piece, MinMaxData<T>* out, uint64_t count, GetDataParam param);
+    // The path of a dataset with index columns but no samples.
+    void IndexOnlyColumns(double& begin, double& end, std::vector<MinMaxData<T>>& out, unsigned int columns);
+    // The valid range in base time.
+    bool BaseValidRange(double& begin, double& end);
+
     uint64_t AreaCount() const { return area_reader_ ? area_reader_->Count() : 0; }
     bool ReadArea(uint64_t index, ValidDataArea& area) const;
     ValidDataArea SyntheticArea(uint64_t first_count) const;
@@ -99,6 +127,15 @@ protected:
     std::shared_ptr<IReader> wave_reader_;
     std::shared_ptr<IReader> index_reader_;
     std::shared_ptr<IReader> area_reader_;
+    // A window on the "Index" storage, made by the first index-served request.
+    struct IndexCache {
+        static constexpr std::size_t kEntries = 65536;
+        uint64_t first = 0;
+        uint64_t last = 0;
+        std::vector<MinMaxData<T>> entries = std::vector<MinMaxData<T>>(kEntries);
+    };
+    std::unique_ptr<IndexCache> index_cache_;
+    std::vector<T> scan_buffer_;
     double points_per_column_ = 0;
     double index_step_ = 0;
     double sample_step_ = 0;

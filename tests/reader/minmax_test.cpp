@@ -1,0 +1,298 @@
+// Min/max extraction: which source serves a column, the deal of columns over data and
+// gaps, the fill modes, and columns equal to a brute-force min/max where the rules make
+// them plain.
+
+#include "dataset/axis.h"
+#include "dataset/type_registration.h"
+#include "host/item_binding.h"
+#include "host/local_source.h"
+#include "reader/basic_wave_reader.h"
+#include "wave/wave_producer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+namespace {
+
+CLocalSource& Scope() {
+    static CLocalSource* scope = [] {
+        auto* s = new CLocalSource("minmax-tests", GetRootLocal());
+        RegisterModuleTypes(s);
+        return s;
+    }();
+    return *scope;
+}
+
+// A wave dataset item with a size axis; samples go in through the producer helper.
+template <class T>
+struct Wave {
+    std::unique_ptr<IBaseCtr> item;
+    BasicWaveDataSet<T>* dataset = nullptr;
+    IDatasetAxis* axis = nullptr;
+    std::vector<T> samples;
+
+    Wave(const char* type, double period, uint64_t index_step) {
+        item.reset(CreateItemByType(&Scope(), type, "wave"));
+        IBaseCtr* size_axis = CreateItemByType(&Scope(), "AXIS", "sizeAxis");
+        item->AddChildItem(size_axis, "sizeAxis", true);
+        axis = QueryInterface<IDatasetAxis>(size_axis).get();
+        axis->SetRatioOffset(0.0, period);
+        axis->SetIndexStep(index_step);
+        dataset = QueryInterface<BasicWaveDataSet<T>>(item.get()).get();
+    }
+    void Run(double start, const std::vector<T>& values) {
+        WaveProducer<T> producer(*dataset, axis->GetRatio(), axis->GetRatio() * axis->GetIndexStep());
+        producer.Append(start, values.data(), values.size());
+        samples.insert(samples.end(), values.begin(), values.end());
+    }
+    std::unique_ptr<CBasicWaveReader<T>> Reader() {
+        return std::unique_ptr<CBasicWaveReader<T>>(dataset->CreateBasicWaveReader());
+    }
+};
+
+std::vector<float> Noise(std::size_t count) {
+    std::vector<float> values(count);
+    for (std::size_t i = 0; i < count; ++i)
+        values[i] = std::sin(0.01f * static_cast<float>(i)) * 100.0f + static_cast<float>((i * 7919) % 97);
+    return values;
+}
+
+std::pair<float, float> BruteForce(const std::vector<float>& v, uint64_t lo, uint64_t hi) {
+    hi = std::min<uint64_t>(hi, v.size() - 1);
+    const auto [mn, mx] = std::minmax_element(v.begin() + static_cast<std::ptrdiff_t>(lo),
+                                              v.begin() + static_cast<std::ptrdiff_t>(hi) + 1);
+    return {*mn, *mx};
+}
+
+TEST(MinMax, IndexServedColumnsEqualTheExtremesOfTheirSamples) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-6, 100);
+    wave.Run(0.0, Noise(100000));
+    auto reader = wave.Reader();
+    const unsigned columns = 37;
+    double begin = 0, end = 99999 * 1e-6;
+    std::vector<MinMaxData<double>> out;
+    reader->GetMinMaxData(begin, end, out, columns, GetDataParam{}, 0);
+    ASSERT_EQ(out.size(), columns);
+    const double ppc = reader->PointsPerColumn();
+    ASSERT_GE(ppc, 100.0);  // the index serves
+    double x = 0;
+    for (unsigned i = 0; i < columns; ++i, x += ppc) {
+        const double limit = std::min(x + ppc, 100000.0);
+        const auto [lo, hi] = BruteForce(wave.samples, std::llround(x), std::llround(limit - 1.0));
+        EXPECT_EQ(out[i].min, lo) << "column " << i;
+        EXPECT_EQ(out[i].max, hi) << "column " << i;
+    }
+    // One column over the whole wave: the overall extremes.
+    reader->GetMinMaxData(begin, end, out, 1, GetDataParam{}, 0);
+    ASSERT_EQ(out.size(), 1u);
+    const auto [lo, hi] = std::minmax_element(wave.samples.begin(), wave.samples.end());
+    EXPECT_EQ(out[0].min, *lo);
+    EXPECT_EQ(out[0].max, *hi);
+}
+
+TEST(MinMax, ScannedColumnsShareTheirBoundarySample) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-6, 100);
+    wave.Run(0.0, Noise(20000));
+    auto reader = wave.Reader();
+    const unsigned columns = 700;
+    double begin = 0, end = 19999 * 1e-6;
+    std::vector<MinMaxData<double>> out;
+    reader->GetMinMaxData(begin, end, out, columns, GetDataParam{}, 0);
+    ASSERT_EQ(out.size(), columns);
+    const double ppc = reader->PointsPerColumn();
+    ASSERT_LT(ppc, 100.0);  // below one index column per pixel: raw samples
+    double x = 0;  // column boundaries run on a sum, as the scan's do
+    for (unsigned i = 0; i < columns; ++i, x += ppc) {
+        const double y = std::min(20000.0, ppc + x - 1.0);
+        const auto [lo, hi] = BruteForce(wave.samples, static_cast<uint64_t>(std::floor(x)),
+                                         static_cast<uint64_t>(std::ceil(y)));
+        EXPECT_EQ(out[i].min, lo) << "column " << i;
+        EXPECT_EQ(out[i].max, hi) << "column " << i;
+    }
+}
+
+TEST(MinMax, TheIndexServesExactlyFromOneIndexColumnPerPixel) {
+    Wave<int16_t> wave("WAVEDATASET[INT16]", 1e-6, 100);
+    wave.Run(0.0, std::vector<int16_t>(100000, 50));  // every sample above 10
+    auto reader = wave.Reader();
+    std::vector<MinMaxData<double>> out;
+    // 1000 samples per 10 columns: exactly 100 per column, the index's own width.
+    double begin = 0, end = 1000e-6;
+    reader->GetMinMaxData(begin, end, out, 10, GetDataParam{}, 0);
+    ASSERT_EQ(out.size(), 10u);
+    EXPECT_GE(reader->PointsPerColumn(), 100.0);
+    EXPECT_EQ(out[3].min, 0.0);  // an integer column served by the index spans zero
+    EXPECT_EQ(out[3].max, 50.0);
+    // Slightly more columns: the raw samples, and the true minimum.
+    begin = 0, end = 1000e-6;
+    reader->GetMinMaxData(begin, end, out, 11, GetDataParam{}, 0);
+    EXPECT_LT(reader->PointsPerColumn(), 100.0);
+    EXPECT_EQ(out[3].min, 50.0);
+}
+
+TEST(MinMax, AFloatWaveThroughTheIndexKeepsItsTrueMinimum) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-6, 100);
+    wave.Run(0.0, std::vector<float>(100000, 50.0f));
+    auto reader = wave.Reader();
+    std::vector<MinMaxData<double>> out;
+    double begin = 0, end = 0.05;
+    reader->GetMinMaxData(begin, end, out, 10, GetDataParam{}, 0);
+    ASSERT_EQ(out.size(), 10u);
+    EXPECT_EQ(out[4].min, 50.0);
+}
+
+TEST(MinMax, GapsBetweenAreasAreNaNColumnsEvenWhenNarrow) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-3, 100);
+    wave.Run(0.0, std::vector<float>(10000, 1.0f));    // 0 .. 9.999 s
+    wave.Run(10.002, std::vector<float>(10000, 2.0f));  // a gap of one sample
+    auto reader = wave.Reader();
+    std::vector<MinMaxData<double>> out;
+    double begin = 0, end = 20.001;
+    reader->GetMinMaxData(begin, end, out, 100, GetDataParam{}, 0);
+    ASSERT_EQ(out.size(), 100u);
+    const auto nan_columns = std::count_if(out.begin(), out.end(), [](const auto& c) { return std::isnan(c.min); });
+    EXPECT_GE(nan_columns, 1);
+    EXPECT_EQ(out.front().max, 1.0);
+    EXPECT_EQ(out[98].max, 2.0);
+}
+
+TEST(MinMax, FewerSamplesThanColumnsInEachFillMode) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-3, 100);
+    std::vector<float> ramp(1000);
+    std::iota(ramp.begin(), ramp.end(), 0.0f);
+    wave.Run(0.0, ramp);
+    auto reader = wave.Reader();
+    auto valid = [](const std::vector<MinMaxData<double>>& out) {
+        return std::count_if(out.begin(), out.end(), [](const auto& c) { return !std::isnan(c.min); });
+    };
+    std::vector<MinMaxData<double>> out;
+    for (uint32_t mode = 0; mode <= 4; ++mode) {
+        double begin = 0, end = 0.999;
+        reader->GetMinMaxData(begin, end, out, 2000, GetDataParam{mode}, 0);
+        ASSERT_EQ(out.size(), 2000u) << "mode " << mode;
+        for (const auto& column : out) {
+            if (!std::isnan(column.min)) {
+                EXPECT_EQ(column.min, column.max);  // samples, not extents
+            }
+        }
+        switch (mode) {
+        case 0:  // the samples from the first column on, then nothing
+            EXPECT_EQ(out[0].min, 0.0);
+            EXPECT_EQ(out[999].min, 999.0);
+            EXPECT_TRUE(std::isnan(out[1500].min));
+            break;
+        case 2:  // about every second column holds a sample
+            EXPECT_NEAR(static_cast<double>(valid(out)), 1000.0, 2.0);
+            break;
+        case 1:  // a staircase: every value held over its columns
+        case 3:  // a spline through a ramp is the ramp
+        case 4:  // so is a straight line
+            EXPECT_GE(valid(out), 1990) << "mode " << mode;
+            for (std::size_t i = 1; i + 10 < out.size(); ++i) {
+                if (!std::isnan(out[i].min) && !std::isnan(out[i - 1].min)) {
+                    EXPECT_GE(out[i].min, out[i - 1].min);
+                }
+            }
+            EXPECT_NEAR(out[1000].min, 500.0, 3.0) << "mode " << mode;
+            break;
+        }
+    }
+}
+
+TEST(MinMax, AViewWiderThanAWaveWithoutAreasKeepsColumnsForTheEmptySides) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-3, 100);
+    const std::vector<float> values(100000, 3.0f);  // no areas: the implicit one
+    wave.dataset->Push(values.data(), values.size());
+    auto reader = wave.Reader();
+    std::vector<MinMaxData<double>> out;
+    double vb = 0, ve = 0;
+    ASSERT_TRUE(reader->GetMaxValidRange(vb, ve, false));
+    double begin = vb - 50, end = ve + 50;  // 50 s of nothing on either side of 100 s
+    reader->GetMinMaxData(begin, end, out, 20, GetDataParam{}, 0);
+    ASSERT_EQ(out.size(), 20u);
+    // A quarter of the view on each side is empty; the data sits in the middle.
+    EXPECT_TRUE(std::isnan(out[3].min));
+    EXPECT_EQ(out[4].max, 3.0);
+    EXPECT_EQ(out[13].max, 3.0);
+    EXPECT_TRUE(std::isnan(out[15].min));
+    EXPECT_TRUE(std::isnan(out.back().min));
+    // With 1 or 2 columns the data piece takes all of them: nothing empty on the left.
+    begin = vb - 50, end = ve + 50;
+    reader->GetMinMaxData(begin, end, out, 2, GetDataParam{}, 0);
+    ASSERT_EQ(out.size(), 2u);
+    EXPECT_EQ(out[0].max, 3.0);
+    begin = vb - 50, end = ve + 50;
+    reader->GetMinMaxData(begin, end, out, 1, GetDataParam{}, 0);
+    ASSERT_EQ(out.size(), 1u);
+    EXPECT_EQ(out[0].max, 3.0);
+}
+
+TEST(MinMax, WholeRangeGivesOneColumnOfPlainExtremesPerPiece) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-6, 100);
+    wave.Run(0.0, Noise(50000));
+    auto reader = wave.Reader();
+    std::vector<MinMaxData<double>> out;
+    double begin = 0.0103, end = 0.0499;
+    reader->GetMinMaxData(begin, end, out, 10, GetDataParam{}, 1);
+    ASSERT_EQ(out.size(), 10u);
+    EXPECT_DOUBLE_EQ(begin, 0.0103);  // not snapped
+    EXPECT_FALSE(std::isnan(out[0].max));
+    EXPECT_TRUE(std::isnan(out[1].max));
+}
+
+TEST(MinMax, APieceClipsTheRequestToItsBaseRange) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-3, 100);
+    std::vector<float> ramp(10000);
+    std::iota(ramp.begin(), ramp.end(), 0.0f);
+    wave.Run(0.0, ramp);  // 0 .. 9.999 s
+    auto reader = wave.Reader();
+    reader->SetAxis(wave.axis);  // the axis' zero position is 0
+    reader->SetBaseRange(2.0, 4.0);
+    reader->SetZeroPosition(0.0, IPieceReader::kTimeModePiece);
+    std::vector<MinMaxData<double>> out;
+    double begin = 0, end = 9.999;
+    reader->GetMinMaxData(begin, end, out, 40, GetDataParam{}, 0);
+    EXPECT_NEAR(begin, 2.0, 1e-9);  // the span served
+    EXPECT_NEAR(end, 4.0, 1e-9);
+    // The columns are dealt over the whole request, so that each piece keeps its share
+    // of the view; their width follows the clipped span.
+    ASSERT_EQ(out.size(), 40u);
+    EXPECT_NEAR(reader->PointsPerColumn(), 50.0, 0.01);
+    double value = 0;
+    EXPECT_TRUE(reader->At(3.0005, value));
+    EXPECT_EQ(value, 3000.0);
+    reader->SetZeroPosition(1.0, IPieceReader::kTimeModePiece);  // piece time 2.0 is base time 3.0
+    EXPECT_TRUE(reader->At(2.0005, value));
+    EXPECT_EQ(value, 3000.0);
+}
+
+TEST(MinMax, DegenerateRequestsChangeNothing) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-3, 100);
+    wave.Run(0.0, Noise(1000));
+    auto reader = wave.Reader();
+    std::vector<MinMaxData<double>> out(3, {1, 1});
+    double begin = 0.5, end = 0.5;
+    reader->GetMinMaxData(begin, end, out, 10, GetDataParam{}, 0);
+    EXPECT_EQ(out.size(), 3u);
+    begin = 0.1;
+    end = 0.2;
+    reader->GetMinMaxData(begin, end, out, 0, GetDataParam{}, 0);
+    EXPECT_EQ(out.size(), 3u);
+    begin = 50;
+    end = 60;  // beyond the data
+    reader->GetMinMaxData(begin, end, out, 10, GetDataParam{}, 0);
+    EXPECT_TRUE(out.empty());
+
+    Wave<float> empty("WAVEDATASET[FLOAT]", 1e-3, 100);
+    auto none = empty.Reader();
+    begin = 0;
+    end = 1;
+    out.assign(3, {1, 1});
+    none->GetMinMaxData(begin, end, out, 10, GetDataParam{}, 0);
+    EXPECT_TRUE(out.empty());  // no samples and no index
+}
+
+}  // namespace
