@@ -4,6 +4,7 @@
 #include "dataset/dataset_tool.h"
 #include "dataset/record_types.h"
 #include "host/item_binding.h"
+#include "reader/data_piece.h"
 #include "wave/basic_wave_dataset.h"
 
 void RegisterModuleTypes(ILocalSource* source) {
@@ -13,4 +14,5 @@ void RegisterModuleTypes(ILocalSource* source) {
     RegisterClassType<BasicWaveDataSet<float>>("WAVEDATASET[FLOAT]", source);
     RegisterClassType<BasicWaveDataSet<int16_t>>("WAVEDATASET[INT16]", source);
     RegisterClassType<BasicWaveDataSet<double>>("WAVEDATASET[DOUBLE]", source);
+    RegisterPieceType(source);
 }

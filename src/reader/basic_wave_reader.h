@@ -113,7 +113,11 @@ protected:
     bool UseIndexFind(uint64_t first, uint64_t last, MinMaxData<T>* out, uint64_t count);
     bool UseIndexGet(uint64_t first, uint64_t last, MinMaxData<T>& out);
     bool UseVolFind(uint64_t first, uint64_t last, MinMaxData<T>* out, uint64_t count);
-    bool UseVolGet(uint64_t first, uint64_t last, MinMaxData<T>& out);
+    // prefetch_last: how far a read may run ahead for the scans that follow.
+    bool UseVolGet(uint64_t first, uint64_t last, MinMaxData<T>& out, uint64_t prefetch_last = 0);
+    // Samples first..last (at most one run) from the sample window, reading it anew,
+    // up to prefetch_last, when it doesn't hold them; got is the number available.
+    const T* WindowSamples(uint64_t first, uint64_t last, uint64_t prefetch_last, uint64_t& got);
     bool UseOtherFind(const _ValidAreaIndex& piece, MinMaxData<T>* out, uint64_t count, GetDataParam param);
     // The path of a dataset with index columns but no samples.
     void IndexOnlyColumns(double& begin, double& end, std::vector<MinMaxData<T>>& out, unsigned int columns);
@@ -135,7 +139,10 @@ protected:
         std::vector<MinMaxData<T>> entries = std::vector<MinMaxData<T>>(kEntries);
     };
     std::unique_ptr<IndexCache> index_cache_;
+    // A window of raw samples for the scans of one request; emptied at each request.
     std::vector<T> scan_buffer_;
+    uint64_t window_first_ = 0;
+    uint64_t window_count_ = 0;
     double points_per_column_ = 0;
     double index_step_ = 0;
     double sample_step_ = 0;

@@ -19,9 +19,11 @@ BlockCache::BlockCache() {
 void BlockCache::Unlink(RecycleNode* node) {
     (node->previous ? node->previous->next : oldest_) = node->next;
     (node->next ? node->next->previous : newest_) = node->previous;
-    node->block->recycle_node = nullptr;
+    node->next = node->previous = nullptr;
     --recycle_length_;
-    delete node;
+    // The node lives in its block: let go of the block last.
+    std::shared_ptr<CacheBlock> block = std::move(node->block);
+    block->recycle_node = nullptr;
 }
 
 void BlockCache::Enter(uint64_t key, const std::shared_ptr<CacheBlock>& block) {
@@ -74,6 +76,14 @@ BlockHandle BlockCache::Acquire(uint64_t key, BlockHandle::Mode mode) {
     return BlockHandle(block, mode);
 }
 
+BlockHandle BlockCache::AcquireCached(uint64_t key, BlockHandle::Mode mode) {
+    std::lock_guard lock(mutex_);
+    auto it = blocks_.find(key);
+    if (it == blocks_.end()) return BlockHandle();
+    if (it->second->recycle_node) Unlink(it->second->recycle_node);
+    return BlockHandle(it->second, mode);
+}
+
 std::shared_ptr<CacheBlock> BlockCache::Find(uint64_t key) {
     std::lock_guard lock(mutex_);
     auto it = blocks_.find(key);
@@ -122,7 +132,11 @@ void BlockCache::Unpin(const std::shared_ptr<CacheBlock>& block) {
     if (block->RemovePin() != 0 || !block->HasData()) return;
     if (block->recycle_node != nullptr) CacheInvariantBroken("released block is on the recycle list already");
     block->state = kClean;
-    auto* node = new RecycleNode{nullptr, newest_, block, sequence_++};
+    RecycleNode* node = &block->node_storage;
+    node->next = nullptr;
+    node->previous = newest_;
+    node->block = block;
+    node->sequence = sequence_++;
     (newest_ ? newest_->next : oldest_) = node;
     newest_ = node;
     block->recycle_node = node;

@@ -23,13 +23,6 @@
 
 namespace __internal {
 
-struct RecycleNode {
-    RecycleNode* next = nullptr;      // towards the newest end
-    RecycleNode* previous = nullptr;  // towards the oldest end
-    std::shared_ptr<CacheBlock> block;
-    uint64_t sequence = 0;
-};
-
 inline uint64_t BlockKey(uint32_t storage_id, uint64_t block_index) {
     return (static_cast<uint64_t>(storage_id) << 32) | (block_index & 0xFFFFFFFFu);
 }
@@ -45,6 +38,9 @@ public:
     // new one (recycled or fresh, state empty, length 0). Without memory, the handle
     // holds a block without data that is in no map; it tests false.
     BlockHandle Acquire(uint64_t key, BlockHandle::Mode mode);
+    // A handle on the cached block of key, taken off the recycle list; an empty handle
+    // (no block at all) when the key isn't cached.
+    BlockHandle AcquireCached(uint64_t key, BlockHandle::Mode mode);
     // The cached block of key, or null; the recycle list is not touched.
     std::shared_ptr<CacheBlock> Find(uint64_t key);
     bool Contains(uint64_t key) { return Find(key) != nullptr; }

@@ -220,7 +220,8 @@ uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
         std::unique_lock lock(cache.Mutex());
         const uint64_t size = size_;
         if (done + abs >= size) break;
-        if (!cache.Contains(Key(block))) {
+        BlockHandle handle = cache.AcquireCached(Key(block), BlockHandle::kRead);
+        if (!handle.Block()) {
             const LoadResult loaded = LoadBlock(block, false);
             if (loaded == LoadResult::kNoMemory) {
                 // The pool is full of pinned blocks for now: wait for one to come free.
@@ -232,8 +233,8 @@ uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
             // it): the read ends with what it has.
             if (loaded == LoadResult::kFailed && !cache.Contains(Key(block))) break;
             if (done + abs >= size_) break;
+            handle = cache.Acquire(Key(block), BlockHandle::kRead);
         }
-        BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kRead);
         const uint64_t in_block = handle->length / unit_size_;
         // Units of this block that belong to the storage: data beyond size belongs to an
         // append that has not finished.

@@ -20,7 +20,16 @@ namespace __internal {
 
 enum BlockState : int32_t { kEmpty = 0, kDirty = 1, kSyncQueued = 2, kSyncing = 3, kClean = 4 };
 
-struct RecycleNode;
+class CacheBlock;
+
+// A place on the recycle list. Each block carries its own, so that the list costs no
+// allocation; while linked, the node holds the block.
+struct RecycleNode {
+    RecycleNode* next = nullptr;      // towards the newest end
+    RecycleNode* previous = nullptr;  // towards the oldest end
+    std::shared_ptr<CacheBlock> block;
+    uint64_t sequence = 0;
+};
 
 // Reports a broken invariant of the block cache and aborts.
 [[noreturn]] void CacheInvariantBroken(const char* what);
@@ -38,7 +47,8 @@ public:
     unsigned char* const data;
     const uint32_t capacity;
     uint64_t key = kNoKey;                // guarded by the cache mutex
-    RecycleNode* recycle_node = nullptr;  // guarded by the cache mutex
+    RecycleNode* recycle_node = nullptr;  // guarded by the cache mutex; &node_storage while listed
+    RecycleNode node_storage;
     std::atomic<int32_t> pins{0};
 
     bool HasData() const { return data != nullptr; }

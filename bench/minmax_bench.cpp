@@ -1,0 +1,208 @@
+// The display path on a float wave at 1 MS/s, pushed by the producer helper, 1000 columns.
+// Each figure is a ratio against a baseline measured in the same run:
+//   whole view        index entries per second  vs a plain min/max loop over an in-memory
+//                                                 array of the same entries
+//   whole view, 1e8   time                      vs a plain min/max scan of the 1e8 samples
+//   zoomed views      samples per second        vs a plain scan of the samples they cover
+//   raw-scan range    samples per second        vs a plain scan of the same samples
+//
+// WAVESTORE_BENCH_MAX_SAMPLES limits the largest wave (default 1e9, which outgrows the
+// 256 MiB pool and is read back from the cache files).
+
+#include <wavestore/wavestore.h>
+
+#include "dataset/axis.h"
+#include "dataset/type_registration.h"
+#include "reader/basic_wave_reader.h"
+#include "wave/wave_producer.h"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+constexpr double kPeriod = 1e-6;
+constexpr unsigned kColumns = 1000;
+
+double Seconds(Clock::time_point from) { return std::chrono::duration<double>(Clock::now() - from).count(); }
+
+CLocalSource& Scope() {
+    static auto* scope = new CLocalSource("minmax-bench", GetRootLocal());
+    return *scope;
+}
+
+// A deterministic noisy sawtooth, generated in blocks.
+void Generate(std::vector<float>& block, uint64_t from) {
+    uint32_t state = static_cast<uint32_t>(from * 2654435761u) | 1u;
+    for (std::size_t i = 0; i < block.size(); ++i) {
+        state = state * 1664525u + 1013904223u;
+        block[i] = static_cast<float>((from + i) % 5000) * 0.01f + static_cast<float>(state >> 24) * 0.001f;
+    }
+}
+
+struct Capture {
+    std::unique_ptr<IBaseCtr> item;
+    BasicWaveDataSet<float>* dataset = nullptr;
+    uint64_t samples = 0;
+};
+
+// One capture per size and index step, built on first use and kept for the run.
+Capture& GetCapture(uint64_t samples, uint64_t index_step) {
+    static std::map<std::pair<uint64_t, uint64_t>, Capture> captures;
+    Capture& capture = captures[{samples, index_step}];
+    if (capture.item) return capture;
+    capture.item.reset(CreateItemByType(&Scope(), "WAVEDATASET[FLOAT]", "capture"));
+    IBaseCtr* axis_item = CreateItemByType(&Scope(), "AXIS", "sizeAxis");
+    capture.item->AddChildItem(axis_item, "sizeAxis", true);
+    IDatasetAxis* axis = QueryInterface<IDatasetAxis>(axis_item).get();
+    axis->SetRatioOffset(0.0, kPeriod);
+    axis->SetIndexStep(index_step);
+    capture.dataset = QueryInterface<BasicWaveDataSet<float>>(capture.item.get()).get();
+    capture.dataset->FinishConfig(nullptr, nullptr, "disable_throttle");
+    const double index_period = __internal::DataSetTool(capture.item.get()).GetIndexStepTime();
+    {
+        WaveProducer<float> producer(*capture.dataset, kPeriod, index_period);
+        std::vector<float> block(1 << 20);
+        for (uint64_t done = 0; done < samples; done += block.size()) {
+            block.resize(std::min<uint64_t>(block.size(), samples - done));
+            Generate(block, done);
+            producer.Append(block.data(), block.size());
+        }
+    }
+    capture.samples = samples;
+    return capture;
+}
+
+uint64_t MaxSamples() {
+    const char* text = std::getenv("WAVESTORE_BENCH_MAX_SAMPLES");
+    return text ? std::strtoull(text, nullptr, 10) : 1000000000ull;
+}
+
+MinMaxData<float> PlainScan(const float* data, uint64_t count) {
+    MinMaxData<float> result{data[0], data[0]};
+    for (uint64_t i = 1; i < count; ++i) {
+        result.min = std::min(result.min, data[i]);
+        result.max = std::max(result.max, data[i]);
+    }
+    return result;
+}
+
+MinMaxData<float> PlainEntries(const std::vector<MinMaxData<float>>& entries) {
+    MinMaxData<float> result = entries[0];
+    for (const auto& entry : entries) {
+        result.min = std::min(result.min, entry.min);
+        result.max = std::max(result.max, entry.max);
+    }
+    return result;
+}
+
+// The whole wave in 1000 columns against a min/max loop over the same index entries.
+void BM_WholeView(benchmark::State& state) {
+    const auto samples = static_cast<uint64_t>(state.range(0));
+    const auto index_step = static_cast<uint64_t>(state.range(1));
+    if (samples > MaxSamples()) {
+        state.SkipWithError("larger than WAVESTORE_BENCH_MAX_SAMPLES");
+        return;
+    }
+    Capture& capture = GetCapture(samples, index_step);
+    auto reader = std::unique_ptr<CBasicWaveReader<float>>(capture.dataset->CreateBasicWaveReader());
+    auto index = capture.dataset->GetStorage("Index");
+    std::vector<MinMaxData<float>> entries(index->Count());
+    index->Read(0, entries.data(), entries.size());
+    std::vector<MinMaxData<double>> out;
+    double view_seconds = 0, entries_seconds = 0;
+    for (auto _ : state) {
+        double begin = 0, end = static_cast<double>(samples - 1) * kPeriod;
+        auto start = Clock::now();
+        reader->GetMinMaxData(begin, end, out, kColumns, GetDataParam{}, 0);
+        const double elapsed = Seconds(start);
+        start = Clock::now();
+        benchmark::DoNotOptimize(PlainEntries(entries));
+        entries_seconds += Seconds(start);
+        view_seconds += elapsed;
+        state.SetIterationTime(elapsed);
+    }
+    state.counters["index_entries"] = static_cast<double>(entries.size());
+    state.counters["ratio_entries_vs_plain_loop"] = entries_seconds / view_seconds;
+    state.counters["points_per_column"] = reader->PointsPerColumn();
+    if (samples == 100000000ull && index_step == 100) {
+        // The same extremes from all samples in memory, once.
+        std::vector<float> all(samples);
+        for (uint64_t done = 0; done < samples; done += 1 << 20) {
+            std::vector<float> block(std::min<uint64_t>(1 << 20, samples - done));
+            Generate(block, done);
+            std::copy(block.begin(), block.end(), all.begin() + static_cast<std::ptrdiff_t>(done));
+        }
+        const auto start = Clock::now();
+        benchmark::DoNotOptimize(PlainScan(all.data(), all.size()));
+        const double scan = Seconds(start);
+        state.counters["ratio_vs_sample_scan"] = scan / (view_seconds / static_cast<double>(state.iterations()));
+    }
+}
+BENCHMARK(BM_WholeView)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond)
+    ->Args({1000000, 100})
+    ->Args({10000000, 100})
+    ->Args({100000000, 100})
+    ->Args({1000000000, 100})
+    ->Args({100000000, 0})  // the default index period: 1000 samples per column
+    ->Iterations(20);
+
+// Views of a part of the 1e8 wave against a plain scan of the samples they cover.
+void BM_ZoomedView(benchmark::State& state) {
+    const uint64_t samples = 100000000ull;
+    const uint64_t covered = static_cast<uint64_t>(state.range(0));
+    if (samples > MaxSamples()) {
+        state.SkipWithError("larger than WAVESTORE_BENCH_MAX_SAMPLES");
+        return;
+    }
+    Capture& capture = GetCapture(samples, 100);
+    auto reader = std::unique_ptr<CBasicWaveReader<float>>(capture.dataset->CreateBasicWaveReader());
+    const uint64_t first = samples / 3;
+    std::vector<float> plain(covered);
+    Generate(plain, first);
+    std::vector<MinMaxData<double>> out;
+    double view_seconds = 0, scan_seconds = 0;
+    for (auto _ : state) {
+        double begin = static_cast<double>(first) * kPeriod;
+        double end = static_cast<double>(first + covered - 1) * kPeriod;
+        auto start = Clock::now();
+        reader->GetMinMaxData(begin, end, out, kColumns, GetDataParam{}, 0);
+        const double elapsed = Seconds(start);
+        start = Clock::now();
+        benchmark::DoNotOptimize(PlainScan(plain.data(), plain.size()));
+        scan_seconds += Seconds(start);
+        view_seconds += elapsed;
+        state.SetIterationTime(elapsed);
+    }
+    state.SetItemsProcessed(static_cast<int64_t>(covered * state.iterations()));
+    state.counters["points_per_column"] = reader->PointsPerColumn();
+    state.counters["ratio_vs_plain_scan"] = scan_seconds / view_seconds;
+}
+BENCHMARK(BM_ZoomedView)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond)
+    ->Arg(1000000)  // 1 % of the wave
+    ->Arg(10000)    // 0.01 %
+    ->Arg(60000)    // below one index column per pixel: the raw scan
+    ->Iterations(50);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLogger::DefaultLogger().SetLevel(LogLevel::Warning);
+    InitDataSetModule(&Scope(), 16, 256, 1, 2);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
