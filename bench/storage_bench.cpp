@@ -120,7 +120,7 @@ void BM_BigAppendToFileVsPlainWrite(benchmark::State& state) {
     double store_seconds = 0, plain_seconds = 0;
     for (auto _ : state) {
         plain_seconds += PlainFileWrite(total);
-        auto channel = CreateLocalFileCache(0);
+        auto channel = CreateLocalFileCache(static_cast<int>(state.range(0)));
         auto start = Clock::now();
         {
             CStorage storage(channel, 4);
@@ -137,7 +137,8 @@ void BM_BigAppendToFileVsPlainWrite(benchmark::State& state) {
     state.counters["peak_rss_MiB"] = static_cast<double>(PeakRssBytes()) / kMiB;
     state.counters["pool_MiB"] = kPoolMiB;
 }
-BENCHMARK(BM_BigAppendToFileVsPlainWrite)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(1);
+// Argument: the managed file's format version (0 raw, 1 with header and block map).
+BENCHMARK(BM_BigAppendToFileVsPlainWrite)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(1)->Arg(0)->Arg(1);
 
 // Reads of 1 MiB ranges: resident ones against memcpy, recycled ones against pread.
 void ReadBench(benchmark::State& state, bool recycled, bool request) {

@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(g++ cmake make pkg-config libpugixml-dev libfmt-dev libspdlog-dev libssl-dev
-          libgtest-dev libgmock-dev libbenchmark-dev)
+          libgtest-dev libgmock-dev libbenchmark-dev libhdf5-dev libcli11-dev libpng-dev)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -514,6 +514,7 @@ void CBasicWaveReader<T>::ComposeValidArea(double begin, double end, std::vector
 }
 
 #include "reader/minmax_extraction.inc"
+#include "reader/value_search.inc"
 
 template class CBasicWaveReader<int8_t>;
 template class CBasicWaveReader<uint8_t>;

@@ -28,6 +28,11 @@ public:
     // The sample at time, as a double (NaN for a stored invalid value); false, value
     // untouched, where there is no sample.
     virtual bool At(double time, double& value) = 0;
+    // The time of the sample where the wave next reaches value, searching from time
+    // forward or backward: a crossing, not only an equal sample; the nearer of the two
+    // samples around it. False if there is none. result is passed through the piece
+    // transform on every way out, found or not: look at the result flag.
+    virtual bool Find(const double& value, double time, double& result, bool forward) = 0;
     // The samples of [begin, end]: one run of one area, at most 1 MiB of samples, with the
     // range cut to what was served (with_gaps false); or a grid of sample periods from
     // begin over the whole span, each sample at the element of its time and NaN where no
@@ -62,6 +67,7 @@ public:
     void SetAxis(IDatasetAxis* axis) override { piece_.SetAxis(axis); }
 
     bool At(double time, double& value) override;
+    bool Find(const double& value, double time, double& result, bool forward) override;
     void GetData(double& begin, double& end, std::vector<double>& out, bool with_gaps) override;
     bool GetDiscreteValue(double begin, double end, std::pair<double, double>* out, unsigned int count) override;
     bool GetMaxValidRange(double& begin, double& end, bool with_offset) override;
@@ -72,6 +78,7 @@ public:
 
     // Typed twins.
     bool AtT(double time, T* value);
+    bool FindT(const T& value, double time, double& result, bool forward);
     void GetDataT(double& begin, double& end, std::vector<T>& out, bool with_gaps);
     bool GetDiscreteValueT(double begin, double end, std::pair<double, double>* out, unsigned int count);
     void GetMinMaxDataT(double& begin, double& end, std::vector<MinMaxData<T>>& out, unsigned int columns,
@@ -121,6 +128,19 @@ protected:
     bool UseOtherFind(const _ValidAreaIndex& piece, MinMaxData<T>* out, uint64_t count, GetDataParam param);
     // The path of a dataset with index columns but no samples.
     void IndexOnlyColumns(double& begin, double& end, std::vector<MinMaxData<T>>& out, unsigned int columns);
+    // Value search. The index searches look for an entry that holds value, or a pair of
+    // neighbours that meet it, upward from first or downward from last, and give their
+    // positions in hit. The raw scans look for a crossing of value, upward from first or
+    // downward from last, and give the sample position in found.
+    bool FindNextIndex(double value, unsigned long long first, unsigned long long last,
+                       std::pair<unsigned long long, unsigned long long>& hit);
+    bool FindPreIndex(double value, unsigned long long first, unsigned long long last,
+                      std::pair<unsigned long long, unsigned long long>& hit);
+    bool ForwardFindValue(double value, unsigned long long first, unsigned long long last, unsigned long long& found);
+    // The downward scan, in spite of its name.
+    bool ForwardFindValueForward(double value, unsigned long long first, unsigned long long last,
+                                 unsigned long long& found);
+
     // The valid range in base time.
     bool BaseValidRange(double& begin, double& end);
 

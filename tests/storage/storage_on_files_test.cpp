@@ -79,6 +79,21 @@ TEST(Persist, AMemoryChannelIsCopiedIntoANewFileInTheBackground) {
     EXPECT_EQ(back, memory);
 }
 
+TEST(MemoryChannel, ClearShowsTheMemoryAgainAndViewsPointIntoIt) {
+    std::vector<uint32_t> memory(3000);
+    std::iota(memory.begin(), memory.end(), 0u);
+    CStorage storage(CreateMemCache(memory.data(), memory.size() * 4), 4);
+    RawData view = storage.Request(10, 5);
+    ASSERT_EQ(view.Count(), 5u);
+    EXPECT_EQ(view.Ptr(), memory.data() + 10);  // no copy: the caller's memory itself
+    EXPECT_EQ(storage.Clear(), 0);
+    EXPECT_EQ(storage.Count(), 3000u);
+    uint32_t value = 0;
+    EXPECT_EQ(storage.Read(2999, &value, 1), 1u);
+    EXPECT_EQ(value, 2999u);
+    EXPECT_TRUE(storage.Request(3000, 1).IsNull());
+}
+
 TEST(Persist, AStorageWithoutChannelWritesItsCachedBlocks) {
     CStorage storage(nullptr, 4);
     std::vector<uint32_t> values(1000);
