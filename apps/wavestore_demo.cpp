@@ -1,42 +1,232 @@
-// The demo host: loads the module the way a host application does and shows what it
-// registered and how its memory pool stands.
+// The demo host: loads the module the way a host application does, records a synthetic
+// acquisition larger than the memory pool on a producer thread, then answers display
+// and search queries at several zoom levels, writes pictures of the capture, and
+// reports where its cache files lie.
+//
+//   wavestore_demo [--pool MiB] [--size 2G] [--type float|int16|double] [--output dir] [--quiet]
 
 #include <wavestore/wavestore.h>
 
+#include "demo/capture_definition.h"
+#include "demo/column_picture.h"
+#include "demo/options.h"
+#include "demo/pulse_train.h"
+
 #include <fmt/format.h>
+#include <fmt/os.h>
 
-#include <cstdlib>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <thread>
 
-int main() {
-    CLocalSource scope("demo", GetRootLocal());
-    constexpr unsigned kExpandMiB = 16, kMaxPoolMiB = 64, kAtom = 1, kPendingLimit = 2;
-    InitDataSetModule(&scope, kExpandMiB, kMaxPoolMiB, kAtom, kPendingLimit);
+#include <unistd.h>
 
-    fmt::print("wavestore demo host\n\nitem types registered in the host's scope:\n");
-    for (const std::string& name : scope.ItemTypeNames()) {
-        IStructType* record = scope.GetLocalItemType(name, false)->AsStruct();
-        fmt::print("  {}", name);
-        if (record != nullptr && !record->Fields().empty()) {
-            fmt::print(" ({} bytes:", record->StructSize());
-            for (const StructField& field : record->Fields())
-                fmt::print(" {}@{}:{}", field.name, field.offset, VarTypeStr(field.type));
-            fmt::print(")");
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double Seconds(Clock::time_point from) { return std::chrono::duration<double>(Clock::now() - from).count(); }
+
+// Everything the demo says goes to the report; unless quiet, to the terminal as well.
+class Report {
+public:
+    explicit Report(bool quiet) : quiet_(quiet) {}
+    template <class... Args>
+    void Line(fmt::format_string<Args...> format, Args&&... args) {
+        std::string text = fmt::format(format, std::forward<Args>(args)...);
+        if (!quiet_) fmt::print("{}\n", text);
+        text_ << text << "\n";
+    }
+    bool Save(const std::filesystem::path& path) const {
+        std::ofstream file(path);
+        file << text_.str();
+        return static_cast<bool>(file);
+    }
+    bool Quiet() const { return quiet_; }
+
+private:
+    bool quiet_;
+    std::ostringstream text_;
+};
+
+// A progress bar that redraws itself; only on a terminal.
+void Progress(double fraction, double mib_per_s) {
+    if (!::isatty(STDOUT_FILENO)) return;
+    const int width = 40;
+    const int filled = static_cast<int>(fraction * width);
+    fmt::print("\r  [{}{}] {:5.1f}%  {:7.1f} MiB/s", std::string(filled, '#'), std::string(width - filled, '.'),
+               fraction * 100, mib_per_s);
+    std::fflush(stdout);
+}
+
+template <class T>
+int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) {
+    // The item definition: the given file, or the one built in.
+    pugi::xml_document document;
+    const pugi::xml_parse_result parsed = options.definition.empty()
+                                              ? document.load_string(kCaptureDefinition)
+                                              : document.load_file(options.definition.c_str());
+    pugi::xml_node node = document.document_element().child("item");
+    if (!parsed || !node) {
+        fmt::print(stderr, "wavestore_demo: the item definition does not parse: {}\n", parsed.description());
+        return 1;
+    }
+    const char* type_name = std::is_same_v<T, float> ? "WAVEDATASET[FLOAT]"
+                            : std::is_same_v<T, int16_t> ? "WAVEDATASET[INT16]"
+                                                         : "WAVEDATASET[DOUBLE]";
+    node.attribute("type").set_value(type_name);
+    std::unique_ptr<IBaseCtr> item(CreateItemByXmlNote(&scope, node));
+    Ctr<BasicWaveDataSet<T>> dataset = QueryInterface<BasicWaveDataSet<T>>(item.get());
+    if (!dataset) {
+        fmt::print(stderr, "wavestore_demo: the definition made no {} dataset\n", type_name);
+        return 1;
+    }
+    __internal::DataSetTool tool(item.get());
+    const double sample_period = tool.GetSampleTime();
+    const double index_period = tool.GetIndexStepTime();
+    report.Line("capture: {} ({}), {:.0f} samples/s, an index column per {} samples", node.attribute("name").value(),
+                type_name, 1.0 / sample_period, IndexStepSamples(index_period, sample_period));
+
+    // Recording, on a producer thread of its own.
+    const uint64_t total = options.bytes / sizeof(T);
+    std::atomic<uint64_t> recorded{0};
+    const auto started = Clock::now();
+    std::thread producer([&] {
+        WaveProducer<T> wave(*dataset, sample_period, index_period);
+        PulseTrain signal;
+        std::vector<T> block(262144);
+        double time = 0;
+        uint64_t gap_at = total / 4;
+        for (uint64_t done = 0; done < total;) {
+            block.resize(std::min<uint64_t>(block.size(), total - done));
+            signal.Fill(block, done);
+            wave.Append(time, block.data(), block.size());
+            done += block.size();
+            time += static_cast<double>(block.size()) * sample_period;
+            if (done >= gap_at) {  // the source pauses for 20 ms three times
+                time += 0.02;
+                gap_at += total / 4;
+            }
+            recorded = done;
         }
+    });
+    while (recorded.load() < total) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        const double mib = static_cast<double>(recorded.load() * sizeof(T)) / 1048576.0;
+        if (!report.Quiet()) Progress(static_cast<double>(recorded.load()) / total, mib / Seconds(started));
+    }
+    producer.join();
+    dataset->Flush();
+    const double record_seconds = Seconds(started);
+    if (!report.Quiet() && ::isatty(STDOUT_FILENO)) {
+        Progress(1.0, options.bytes / 1048576.0 / record_seconds);
         fmt::print("\n");
     }
-    fmt::print("shared types in the root scope:");
-    for (const char* name : {"AXIS", "WaveDatasetParameters"})
-        if (GetRootLocal()->GetLocalItemType(name, false)) fmt::print(" {}", name);
-    fmt::print("\n");
+    report.Line("recorded {:.1f} MiB ({} samples) in {:.2f} s: {:.1f} MiB/s", options.bytes / 1048576.0, total,
+                record_seconds, options.bytes / 1048576.0 / record_seconds);
 
-    // A staging block of one MiB, as producers take it, shows the pool at work.
-    auto block = CMemoryManager::Malloc(static_cast<unsigned>(1048576 / CMemoryManager::GetAtomSize()));
-    uint64_t size = 0, max_size = 0;
-    double current = 0, max = 0;
-    GetDatasetMemoryInfo(&size, &max_size, &current, &max);
-    fmt::print("\nmemory pool: atom {} bytes, expansion {} bytes, maximum {} bytes\n", CMemoryManager::GetAtomSize(),
-               CMemoryManager::GetPoolExpandSize(), max_size);
-    fmt::print("  obtained {} bytes; in use {:.1f}% of obtained, {:.2f}% of maximum (one 1 MiB block held)\n", size,
-               current * 100, max * 100);
-    return block ? EXIT_SUCCESS : EXIT_FAILURE;
+    // Display queries at several zoom levels.
+    auto reader = std::unique_ptr<CBasicWaveReader<T>>(dataset->CreateBasicWaveReader());
+    double first = 0, last = 0;
+    reader->GetMaxValidRange(first, last, false);
+    const double span = last - first;
+    struct View {
+        const char* name;
+        double begin, end;
+        unsigned columns;
+        uint32_t fill;
+    };
+    const double middle = first + span * 0.4;  // inside an area, away from the gaps
+    const View views[] = {
+        {"whole capture", first, last, 1000, 0},
+        {"1 %", middle, middle + span / 100, 1000, 0},
+        {"0.01 %", middle, middle + span / 10000, 1000, 0},
+        {"fewer samples than columns", middle, middle + 500 * sample_period, 1000, 4},
+    };
+    std::filesystem::create_directories(options.output);
+    for (const View& view : views) {
+        double begin = view.begin, end = view.end;
+        std::vector<MinMaxData<double>> columns;
+        const auto start = Clock::now();
+        reader->GetMinMaxData(begin, end, columns, view.columns, GetDataParam{view.fill}, 0);
+        const double elapsed = Seconds(start);
+        const auto valid = std::count_if(columns.begin(), columns.end(), [](const auto& c) { return !std::isnan(c.max); });
+        report.Line("view {:<28} {:>12.6f} .. {:<12.6f} s  {} columns ({} with data, {:.1f} samples each)  {:8.3f} ms",
+                    view.name, begin, end, columns.size(), valid, reader->PointsPerColumn(), elapsed * 1e3);
+        if (&view == &views[0] || &view == &views[2]) {
+            const std::string file = &view == &views[0] ? "whole.png" : "zoom.png";
+            std::string error;
+            if (!WriteColumnPicture((std::filesystem::path(options.output) / file).string(), columns, 300, error)) {
+                fmt::print(stderr, "wavestore_demo: {}\n", error);
+                return 1;
+            }
+            report.Line("  picture: {}", (std::filesystem::path(options.output) / file).string());
+        }
+    }
+
+    // Value searches: where does the signal next rise through 0.1 (half the lowest pulse)?
+    const double half = std::is_floating_point_v<T> ? 0.1 : 1000.0;
+    double at = first + span / 3;
+    for (int i = 0; i < 3; ++i) {
+        double found = 0;
+        const auto start = Clock::now();
+        const bool hit = reader->Find(half, at, found, true);
+        report.Line("search forward from {:.6f} s for {}: {} {:.6f} s  {:8.3f} ms", at, half,
+                    hit ? "found at" : "not found, ends at", found, Seconds(start) * 1e3);
+        at = found + 0.0015;
+    }
+    double back = 0;
+    const auto start = Clock::now();
+    const bool hit = reader->Find(half, last, back, false);
+    report.Line("search backward from the end for {}: {} {:.6f} s  {:8.3f} ms", half, hit ? "found at" : "not found",
+                back, Seconds(start) * 1e3);
+
+    uint64_t pool = 0, pool_max = 0;
+    double used = 0, used_of_max = 0;
+    GetDatasetMemoryInfo(&pool, &pool_max, &used, &used_of_max);
+    report.Line("memory pool: {} of {} MiB obtained, {:.0f} % of it in use", pool >> 20, pool_max >> 20, used * 100);
+    report.Line("cache files in {}:", ProjectFileManager::instance().GetProjectFolder());
+    for (const std::string& name : ProjectFileManager::instance().OpenFiles()) {
+        std::error_code ignored;
+        const auto bytes = std::filesystem::file_size(
+            std::filesystem::path(ProjectFileManager::instance().GetProjectFolder()) / name, ignored);
+        report.Line("  {}  {:.1f} MiB", name, static_cast<double>(bytes) / 1048576.0);
+    }
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    int exit_code = 0;
+    const std::optional<DemoOptions> options = ParseDemoOptions(argc, argv, exit_code);
+    if (!options) return exit_code;
+    CLogger::DefaultLogger().SetLevel(LogLevel::Warning);
+
+    CLocalSource scope("demo", GetRootLocal());
+    InitDataSetModule(&scope, 16, options->pool_mib, 1, 2);
+    Report report(options->quiet);
+    report.Line("wavestore demo host: pool of {} MiB, {} MiB of {} samples", options->pool_mib,
+                options->bytes >> 20, options->element_type);
+
+    int result = 1;
+    if (options->element_type == "float")
+        result = RunCapture<float>(*options, scope, report);
+    else if (options->element_type == "int16")
+        result = RunCapture<int16_t>(*options, scope, report);
+    else
+        result = RunCapture<double>(*options, scope, report);
+    if (result != 0) return result;
+
+    const auto path = std::filesystem::path(options->output) / "report.txt";
+    if (!report.Save(path)) {
+        fmt::print(stderr, "wavestore_demo: cannot write {}\n", path.string());
+        return 1;
+    }
+    if (!options->quiet) fmt::print("report: {}\n", path.string());
+    return 0;
 }

@@ -4,7 +4,7 @@
 // This umbrella header exposes every exported class and function of the module and of
 // its host layer. Include it as <wavestore/wavestore.h> and link wavestore::wavestore.
 
-// Host layer: object model, items and types.
+// Host layer: object model, utilities and services.
 #include "host/type_id.h"
 #include "host/ctr_var.h"
 #include "host/var.h"
@@ -17,8 +17,6 @@
 #include "host/item_binding.h"
 #include "host/xml_items.h"
 #include "host/func_item.h"
-
-// Host layer: utilities and services.
 #include "host/logger.h"
 #include "host/string_utils.h"
 #include "host/base64.h"
@@ -34,14 +32,51 @@
 #include "host/configuration.h"
 #include "host/serialization.h"
 #include "host/export_data_pack.h"
+#include "host/storage_interfaces.h"
+#include "host/raw_data.h"
 
-// Storage engine.
+// Storage engine: pool, blocks, channels, cache files, time index.
+#include "storage/block_cache.h"
+#include "storage/block_item.h"
+#include "storage/block_storage.h"
+#include "storage/cache_block.h"
+#include "storage/data_channel.h"
+#include "storage/device_channels.h"
+#include "storage/export_manager.h"
+#include "storage/file_proxy.h"
 #include "storage/memory_pool.h"
+#include "storage/memory_pool_state.h"
+#include "storage/raw_data_views.h"
+#include "storage/storage_base.h"
+#include "storage/storage_sync_manager.h"
+#include "storage/time_index.h"
 
-// Dataset core.
-#include "dataset/long_double.h"
+// Dataset core: records, axes, tools, dataset base, module entry, registration.
+#include "dataset/axis.h"
+#include "dataset/dataset_base.h"
+#include "dataset/dataset_base_ex.h"
+#include "dataset/dataset_interfaces.h"
+#include "dataset/dataset_tool.h"
 #include "dataset/element_types.h"
-#include "dataset/records.h"
-#include "dataset/time_rules.h"
-#include "dataset/record_types.h"
+#include "dataset/long_double.h"
 #include "dataset/module_entry.h"
+#include "dataset/record_types.h"
+#include "dataset/records.h"
+#include "dataset/serialization_helper.h"
+#include "dataset/time_rules.h"
+#include "dataset/type_registration.h"
+
+// Wave datasets and their producers.
+#include "wave/basic_wave_dataset.h"
+#include "wave/struct_reader.h"
+#include "wave/wave_producer.h"
+
+// Wave readers and data pieces.
+#include "reader/basic_wave_reader.h"
+#include "reader/column_fill.h"
+#include "reader/data_piece.h"
+#include "reader/piece_reader.h"
+#include "reader/piece_tool.h"
+
+// Math helpers.
+#include "math/spline.h"

@@ -10,11 +10,24 @@ function(run)
 endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+
+# The consumer is the README's example: the first cpp block after the example marker.
+file(COPY ${SOURCE_DIR}/ DESTINATION ${WORK_DIR}/consumer)
+file(READ ${README} readme)
+string(FIND "${readme}" "<!-- example: host program -->" marker)
+if(marker EQUAL -1)
+  message(FATAL_ERROR "README.md has no example marker")
+endif()
+string(SUBSTRING "${readme}" ${marker} -1 readme)
+string(REGEX MATCH "```cpp\n(.*)" rest "${readme}")
+string(FIND "${CMAKE_MATCH_1}" "```" code_end)
+string(SUBSTRING "${CMAKE_MATCH_1}" 0 ${code_end} example)
+file(WRITE ${WORK_DIR}/consumer/main.cpp "${example}")
 set(flags "")
 if(SANITIZE STREQUAL "address")
   set(flags "-fsanitize=address,undefined")
 endif()
-run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -DCMAKE_PREFIX_PATH=${prefix}
+run(${CMAKE_COMMAND} -S ${WORK_DIR}/consumer -B ${WORK_DIR}/build -DCMAKE_PREFIX_PATH=${prefix}
     -DCMAKE_BUILD_TYPE=${BUILD_TYPE} "-DCMAKE_CXX_FLAGS=${flags}" "-DCMAKE_EXE_LINKER_FLAGS=${flags}")
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 run(${WORK_DIR}/build/consumer)

@@ -296,3 +296,24 @@ TEST(MinMax, DegenerateRequestsChangeNothing) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(MinMax, ZoomsIntoALaterAreaScanItsSamples) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-6, 100);
+    wave.Run(0.0, Noise(30000));
+    wave.Run(0.05, Noise(30000));  // a second area after a gap
+    auto reader = wave.Reader();
+    std::vector<MinMaxData<double>> out;
+    double begin = 0.06, end = 0.0667;  // inside the second area: 6700 samples on 1000 columns
+    reader->GetMinMaxData(begin, end, out, 1000, GetDataParam{}, 0);
+    ASSERT_EQ(out.size(), 1000u);
+    const auto valid = std::count_if(out.begin(), out.end(), [](const auto& c) { return !std::isnan(c.max); });
+    EXPECT_GT(valid, 990);
+    begin = 0.06, end = 0.0605;  // fewer samples than columns
+    reader->GetMinMaxData(begin, end, out, 1000, GetDataParam{4}, 0);
+    const auto filled = std::count_if(out.begin(), out.end(), [](const auto& c) { return !std::isnan(c.max); });
+    EXPECT_GT(filled, 900);
+}
+
+}  // namespace

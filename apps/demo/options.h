@@ -1,0 +1,19 @@
+#pragma once
+// Command-line options of the demo host.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+struct DemoOptions {
+    unsigned pool_mib = 64;
+    uint64_t bytes = 2ull << 30;      // size of the capture's samples
+    std::string element_type = "float";  // float, int16 or double
+    std::string output = "wavestore-demo-output";
+    std::string definition;              // an XML item definition; empty: the built-in one
+    bool quiet = false;
+};
+
+// Parses the command line. On bad options prints a clear message and gives the exit
+// code in exit_code (0 for --help); otherwise gives the options.
+std::optional<DemoOptions> ParseDemoOptions(int argc, char** argv, int& exit_code);
