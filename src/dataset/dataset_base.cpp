@@ -1,10 +1,10 @@
 #include "dataset/dataset_base.h"
 
 #include "dataset/serialization_helper.h"
+#include "dataset/storage_groups.h"
 #include "host/base_ctr.h"
 #include "host/logger.h"
 #include "host/serialization.h"
-#include "host/string_utils.h"
 #include "storage/block_storage.h"
 #include "storage/device_channels.h"
 #include "storage/memory_pool.h"
@@ -44,14 +44,7 @@ bool DataSetBase::BindMemoryStorage(const std::string& id, const void* base, uin
 
 bool DataSetBase::BindCustomStorage(const std::string& id, std::shared_ptr<IDeviceChannel> channel,
                                     uint64_t unit_size, const std::string& group) {
-    auto it = storages_.find(id);
-    if (it == storages_.end())
-        it = storages_.emplace(id, std::make_shared<CStorage>(channel, static_cast<uint32_t>(unit_size))).first;
-    if (StringCompare(group, kDefaultGroup, true) == 0) it->second->Bind(channel);
-    CLogger::DefaultLogger().Info("Dataset @{} Channel Info: group({}) id({}) unit_size({}) device({})",
-                                  fmt::ptr(this), group, id, unit_size,
-                                  channel ? channel->Description() : std::string("NULL"));
-    groups_[group][id] = std::move(channel);
+    BindStorageInGroup(this, storages_, groups_, id, std::move(channel), unit_size, group);
     return true;
 }
 
@@ -62,15 +55,7 @@ bool DataSetBase::SwitchGroup(const std::string& name) {
         if (name == kDefaultGroup) return false;
         return SwitchGroup(kDefaultGroup);
     }
-    bool result = true;
-    for (const auto& [id, channel] : group->second) {
-        auto storage = storages_.find(id);
-        if (storage == storages_.end()) {
-            result = false;
-            break;
-        }
-        storage->second->Bind(channel);
-    }
+    const bool result = BindGroupChannels(storages_, group->second);
     OnDataChanged();
     current_group_ = name;
     return result;

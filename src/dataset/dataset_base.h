@@ -9,6 +9,7 @@
 // swaps must happen while no reader or writer is active.
 
 #include "dataset/dataset_interfaces.h"
+#include "dataset/storage_groups.h"
 #include "host/ctr_var.h"
 #include "host/raw_data.h"
 
@@ -28,8 +29,6 @@ inline constexpr const char* kDefaultGroup = "__def__";
 
 class DataSetBase : public IDataSet {
 public:
-    using ChannelGroup = std::map<std::string, std::shared_ptr<IDeviceChannel>>;
-
     DataSetBase();
     ~DataSetBase() override;
     DataSetBase(const DataSetBase&) = delete;
@@ -84,12 +83,12 @@ protected:
     bool SwitchGroup(const std::string& name);
     void SetSerialization(std::unique_ptr<DataSetSerializationHelper> helper);
 
-    std::map<std::string, std::shared_ptr<StorageBase>> storages_;
+    StorageMap storages_;
 
 private:
     friend class DataSetSerializationHelper;
 
-    std::map<std::string, ChannelGroup> groups_;
+    ChannelGroups groups_;
     std::string current_group_ = kDefaultGroup;
     std::atomic<uint32_t> lock_count_{0};
     std::unique_ptr<DataSetSerializationHelper> serialization_;

@@ -1,5 +1,7 @@
 #include "dataset/dataset_base_ex.h"
 
+#include "dataset/storage_groups.h"
+
 #include "host/base64.h"
 #include "host/configuration.h"
 #include "host/logger.h"
@@ -41,15 +43,7 @@ bool DataSetBaseEx::EnableThrottle(bool on) {
 
 std::shared_ptr<StorageBase> DataSetBaseEx::BindStorage(const std::string& id, std::shared_ptr<IDeviceChannel> channel,
                                                         uint64_t unit_size, const std::string& group) {
-    auto it = storages_.find(id);
-    if (it == storages_.end())
-        it = storages_.emplace(id, std::make_shared<CStorage>(channel, static_cast<uint32_t>(unit_size))).first;
-    if (StringCompare(group, "__def__", true) == 0) it->second->Bind(channel);
-    CLogger::DefaultLogger().Info("Dataset @{} Channel Info: group({}) id({}) unit_size({}) device({})",
-                                  fmt::ptr(this), group, id, unit_size,
-                                  channel ? channel->Description() : std::string("NULL"));
-    groups_[group][id] = std::move(channel);
-    return it->second;
+    return BindStorageInGroup(this, storages_, groups_, id, std::move(channel), unit_size, group);
 }
 
 std::shared_ptr<StorageBase> DataSetBaseEx::GetStorage(const std::string& id) {
@@ -79,15 +73,7 @@ bool DataSetBaseEx::SwitchGroup(const std::string& name) {
         if (name == "__def__") return false;
         return SwitchGroup("__def__");
     }
-    bool result = true;
-    for (const auto& [id, channel] : group->second) {
-        auto storage = storages_.find(id);
-        if (storage == storages_.end()) {
-            result = false;
-            break;
-        }
-        storage->second->Bind(channel);
-    }
+    const bool result = BindGroupChannels(storages_, group->second);
     if (listener_) listener_->OnDataChanged();
     current_group_ = name;
     return result;

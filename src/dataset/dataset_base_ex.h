@@ -10,6 +10,7 @@
 // entries that don't fit are left out. Loading decodes at most 4096 bytes.
 
 #include "dataset/dataset_interfaces.h"
+#include "dataset/storage_groups.h"
 #include "host/serialization.h"
 
 #include <atomic>
@@ -59,8 +60,8 @@ public:
 
 private:
     IDataSetEx* listener_ = nullptr;
-    std::map<std::string, std::shared_ptr<StorageBase>> storages_;
-    std::map<std::string, std::map<std::string, std::shared_ptr<IDeviceChannel>>> groups_;
+    StorageMap storages_;
+    ChannelGroups groups_;
     std::string current_group_ = "__def__";
     std::atomic<uint32_t> lock_count_{0};
     Resolver resolver_;
