@@ -78,11 +78,19 @@ void WaveProducer<T>::FinishColumn() {
 
 template <class T>
 void WaveProducer<T>::AddToColumns(const T* samples, uint64_t count) {
-    for (uint64_t i = 0; i < count; ++i) {
-        const T v = samples[i];
-        if (v < column_.min) column_.min = v;
-        if (column_.max < v) column_.max = v;
-        if (++column_fill_ == column_capacity_) FinishColumn();
+    for (uint64_t i = 0; i < count;) {
+        // The samples that the open column still takes, in one branch-free loop.
+        const uint64_t n = std::min(count - i, column_capacity_ - column_fill_);
+        T lo = column_.min, hi = column_.max;
+        for (uint64_t j = 0; j < n; ++j) {
+            const T v = samples[i + j];
+            lo = v < lo ? v : lo;
+            hi = hi < v ? v : hi;
+        }
+        column_ = {lo, hi};
+        column_fill_ += n;
+        i += n;
+        if (column_fill_ == column_capacity_) FinishColumn();
     }
 }
 

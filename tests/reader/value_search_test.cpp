@@ -1,0 +1,380 @@
+// Value search: crossings forward and backward, over gaps, with and without the index,
+// the fixed rules where the index walk and the raw scans differ, and brute-force checks.
+
+#include "dataset/axis.h"
+#include "dataset/type_registration.h"
+#include "host/item_binding.h"
+#include "host/local_source.h"
+#include "reader/basic_wave_reader.h"
+#include "wave/wave_producer.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+
+namespace {
+
+using Position = unsigned long long;
+using Hit = std::pair<Position, Position>;
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+CLocalSource& Scope() {
+    static CLocalSource* scope = [] {
+        auto* s = new CLocalSource("value-search-tests", GetRootLocal());
+        RegisterModuleTypes(s);
+        return s;
+    }();
+    return *scope;
+}
+
+template <class T>
+class OpenReader : public CBasicWaveReader<T> {
+public:
+    using CBasicWaveReader<T>::CBasicWaveReader;
+    using CBasicWaveReader<T>::FindNextIndex;
+    using CBasicWaveReader<T>::FindPreIndex;
+};
+
+// A wave dataset item of 1 ms samples, 10 samples per index entry. Runs go through the
+// producer (exact index columns, one area each); Push appends records as they are.
+template <class T>
+struct Wave {
+    std::unique_ptr<IBaseCtr> item;
+    BasicWaveDataSet<T>* dataset = nullptr;
+    IDatasetAxis* axis = nullptr;
+    std::vector<double> samples;
+
+    explicit Wave(const char* type) {
+        item.reset(CreateItemByType(&Scope(), type, "wave"));
+        IBaseCtr* size_axis = CreateItemByType(&Scope(), "AXIS", "sizeAxis");
+        item->AddChildItem(size_axis, "sizeAxis", true);
+        axis = QueryInterface<IDatasetAxis>(size_axis).get();
+        axis->SetRatioOffset(0.0, 1e-3);
+        axis->SetIndexStep(10);
+        dataset = QueryInterface<BasicWaveDataSet<T>>(item.get()).get();
+    }
+    Wave& Runs(const std::vector<std::pair<double, std::vector<T>>>& runs) {
+        WaveProducer<T> producer(*dataset, 1e-3, 1e-2);
+        for (const auto& [start, values] : runs) {
+            producer.Append(start, values.data(), values.size());
+            samples.insert(samples.end(), values.begin(), values.end());
+        }
+        return *this;
+    }
+    template <class R>
+    void Push(const std::vector<R>& records) {
+        dataset->Push(records.data(), records.size());
+    }
+    // A reader on the dataset's storages, with its index or with none.
+    std::unique_ptr<OpenReader<T>> Reader(bool with_index) {
+        auto open = [&](const char* id, auto unit) -> std::shared_ptr<IReader> {
+            return std::make_shared<BaseStructReader<decltype(unit)>>(dataset->GetStorage(id));
+        };
+        return std::make_unique<OpenReader<T>>(item.get(), open("Wave", T{}),
+                                               with_index ? open("Index", MinMaxData<T>{}) : nullptr,
+                                               open("Area", ValidDataArea{}));
+    }
+};
+
+// An area from time 0 over positions beg..end.
+ValidDataArea Area(uint64_t beg, uint64_t end, uint64_t first_count) {
+    return ValidDataArea{0, static_cast<int64_t>(end - beg) * 1000000, 0, first_count, beg, end};
+}
+
+template <class P>
+std::optional<double> Find(const P& reader, double value, double time, bool forward) {
+    double result = 0;
+    if (!reader->Find(value, time, result, forward)) return std::nullopt;
+    return result;
+}
+
+testing::AssertionResult At(std::optional<double> found, double time) {
+    if (!found) return testing::AssertionFailure() << "not found, expected " << time;
+    if (std::fabs(*found - time) > 1e-9) return testing::AssertionFailure() << *found << ", expected " << time;
+    return testing::AssertionSuccess();
+}
+
+// ---------------------------------------------------------------------------------------
+
+TEST(ValueSearchCrossing, AConstantWaveAndATriangle) {
+    Wave<double> flat("WAVEDATASET[DOUBLE]");
+    flat.Runs({{1.0, std::vector<double>(200, 1.0)}});
+    // A raw scan compares its first sample with itself; the index walk never takes the
+    // sample it starts at.
+    EXPECT_TRUE(At(Find(flat.Reader(false), 1.0, 1.0505, true), 1.050));
+    EXPECT_TRUE(At(Find(flat.Reader(false), 1.0, 1.0505, false), 1.050));
+    EXPECT_TRUE(At(Find(flat.Reader(true), 1.0, 1.0505, true), 1.051));
+    Wave<double> triangle("WAVEDATASET[DOUBLE]");
+    std::vector<double> values;
+    for (int i = 0; i <= 100; ++i) values.push_back(10.0 * (50 - std::abs(50 - i)));  // 500 at sample 50
+    triangle.Runs({{0.0, values}});
+    for (bool index : {false, true}) {
+        SCOPED_TRACE(index ? "index" : "raw");
+        EXPECT_FALSE(Find(flat.Reader(index), 2.0, 1.0, true));
+        EXPECT_FALSE(Find(flat.Reader(index), 2.0, 1.199, false));
+        auto reader = triangle.Reader(index);
+        EXPECT_TRUE(At(Find(reader, 123.0, 0.0015, true), 0.012));  // 120 -> 130: nearer 120
+        EXPECT_TRUE(At(Find(reader, 127.0, 0.0015, true), 0.013));
+        EXPECT_TRUE(At(Find(reader, 125.0, 0.0015, true), 0.013));  // a tie: the later one
+        EXPECT_TRUE(At(Find(reader, 120.0, 0.0015, true), 0.012));  // rising onto it exactly
+        EXPECT_TRUE(At(Find(reader, 125.0, 0.0555, true), 0.088));  // falling: 130 -> 120
+        EXPECT_TRUE(At(Find(reader, 127.0, 0.0555, true), 0.087));
+        EXPECT_FALSE(Find(reader, 501.0, 0.0, true));
+        // Backward the answer is one sample later, unless the scan reads from position 0
+        // as the raw one does here.
+        EXPECT_TRUE(At(Find(reader, 123.0, 0.0505, false), index ? 0.013 : 0.012));
+    }
+}
+
+TEST(ValueSearchCrossing, ReadsOfFewerThanTwoSamplesAreNoHit) {
+    // A run of one sample equal to the value is passed over; the 5 at 3.001 answers.
+    Wave<float> wave("WAVEDATASET[FLOAT]");
+    wave.Runs({{1.0, {5.0f}}, {2.0, std::vector<float>(50, 0.0f)}, {3.0, {0.0f, 5.0f, 0.0f}}});
+    EXPECT_TRUE(At(Find(wave.Reader(false), 5.0, 1.0, true), 3.001));
+    EXPECT_FALSE(Find(wave.Reader(false), 5.0, 3.002, true));
+}
+
+// Runs of 100 samples at 1, 2, 3 and 4 s (positions 0, 100, 200, 300), all 0 but a 9 at
+// 1.050 and at 3.050 and a 7 at 2.000.
+struct FourRuns : Wave<float> {
+    FourRuns() : Wave<float>("WAVEDATASET[FLOAT]") {
+        std::vector<float> a(100, 0.0f), b(100, 0.0f), c(100, 0.0f), d(100, 0.0f);
+        a[50] = c[50] = 9.0f;
+        b[0] = 7.0f;
+        Runs({{1.0, a}, {2.0, b}, {3.0, c}, {4.0, d}});
+    }
+};
+
+TEST(ValueSearchAreas, FromAGapForwardAndBackward) {
+    FourRuns wave;
+    for (bool index : {false, true}) {
+        SCOPED_TRACE(index ? "index" : "raw");
+        auto reader = wave.Reader(index);
+        // Forward from a gap: the next area, from its first sample, which the index walk
+        // doesn't take (7 is next met where the 9 at 3.050 rises through it).
+        EXPECT_TRUE(At(Find(reader, 9.0, 2.5, true), 3.050));
+        EXPECT_TRUE(At(Find(reader, 7.0, 1.5, true), index ? 3.050 : 2.000));
+        EXPECT_TRUE(At(Find(reader, 0.0, 0.2, true), index ? 1.001 : 1.000));  // before the first
+        // Backward from the gap after the third run: one area back from the third, at the
+        // second's first sample, then the runs before. The third's own 9 is not searched.
+        EXPECT_TRUE(At(Find(reader, 9.0, 3.5, false), index ? 1.051 : 1.050));
+        // The raw scan meets 7 against the sample below the second run: the nearer one,
+        // one later. The index walk doesn't take the start sample.
+        EXPECT_TRUE(At(Find(reader, 7.0, 3.5, false), index ? 1.051 : 2.001));
+        EXPECT_TRUE(At(Find(reader, 9.0, 3.080, false), 3.051));  // from inside the third run
+        EXPECT_FALSE(Find(reader, 9.0, 1.5, false));  // no area before the first
+    }
+    // Backward the scan of an earlier area runs up to the start position again: a start
+    // sample equal to the value, passed over in its own area, is met there and reckoned
+    // from that area's start (1.0 + 150 samples, in the gap).
+    Wave<float> two("WAVEDATASET[FLOAT]");
+    std::vector<float> b(100, 5.0f);
+    b[50] = 1.0f;
+    two.Runs({{1.0, std::vector<float>(100, 5.0f)}, {2.0, b}});
+    EXPECT_TRUE(At(Find(two.Reader(false), 1.0, 2.0505, false), 1.150));
+}
+
+TEST(ValueSearchAreas, PastTheEndsNotFoundAndTheResultThroughThePiece) {
+    FourRuns wave;
+    for (bool index : {false, true}) {
+        SCOPED_TRACE(index ? "index" : "raw");
+        auto reader = wave.Reader(index);
+        double result = 42.0;
+        EXPECT_FALSE(reader->Find(9.0, 4.2, result, true));  // after the last sample
+        EXPECT_FALSE(reader->Find(9.0, 0.5, result, false));  // before the first
+        EXPECT_EQ(result, 42.0);
+        // Backward from after the last area: no area is found there to step back from.
+        EXPECT_FALSE(Find(reader, 9.0, 5.0, false));
+        EXPECT_TRUE(At(Find(reader, 0.0, 4.099, false), index ? 4.098 : 4.099));
+        // On a piece, piece time = axis zero position + (base time - zero): both ways out.
+        reader->SetAxis(wave.axis);
+        wave.axis->SetTrigPos(0.25);
+        reader->SetZeroPosition(1.0, IPieceReader::kTimeModePiece);
+        EXPECT_FALSE(reader->Find(9.0, 3.3, result, true));  // base 4.05
+        EXPECT_DOUBLE_EQ(result, 42.0 + 0.25 - 1.0);
+        EXPECT_TRUE(At(Find(reader, 9.0, 0.25, true), 1.050 + 0.25 - 1.0));
+        wave.axis->SetTrigPos(0.0);
+    }
+}
+
+TEST(ValueSearchAreas, WithoutStoredAreasTheScanRunsOnePastTheLastSample) {
+    // The one area over the axis ends at the count: the zero left by the short read after
+    // the last sample takes part.
+    Wave<float> wave("WAVEDATASET[FLOAT]");
+    wave.Push(std::vector<float>(100, 5.0f));
+    auto raw = wave.Reader(false);
+    EXPECT_TRUE(At(Find(raw, 2.0, 0.0, true), 0.100));
+    EXPECT_TRUE(At(Find(raw, 5.0, 0.050, true), 0.050));
+    EXPECT_FALSE(Find(raw, 6.0, 0.0, true));
+}
+
+TEST(ValueSearchValue, NaNAndIntegerTruncation) {
+    Wave<float> wave("WAVEDATASET[FLOAT]");
+    std::vector<float> values(50, 10.0f);
+    values[0] = 6.0f, values[1] = 8.0f, values[2] = std::numeric_limits<float>::quiet_NaN(), values[3] = 0.0f;
+    wave.Runs({{0.0, values}});
+    EXPECT_FALSE(Find(wave.Reader(true), kNaN, 0.0, true));  // no index comparison holds
+    auto raw = wave.Reader(false);
+    // In a raw scan every comparison with NaN fails, so the first test is equal at once.
+    // Where a NaN takes part no nearer sample is chosen: the scan's start answers.
+    EXPECT_TRUE(At(Find(raw, kNaN, 0.001, true), 0.001));
+    EXPECT_TRUE(At(Find(raw, 5.0, 0.001, true), 0.001));  // 8, then the NaN sample
+    EXPECT_TRUE(At(Find(raw, 5.0, 0.003, true), 0.004));  // 0 -> 10 after it
+    Wave<int16_t> ints("WAVEDATASET[INT16]");
+    ints.Runs({{0.0, {0, 1, 2, 3, 4, 5, -1, -2, -3, 32767, 7}}});
+    for (bool index : {false, true}) {
+        SCOPED_TRACE(index ? "index" : "raw");
+        auto reader = ints.Reader(index);
+        EXPECT_TRUE(At(Find(reader, 2.9, 0.0005, true), 0.002));   // 2.9 asks for 2
+        EXPECT_TRUE(At(Find(reader, -2.9, 0.0055, true), 0.007));  // toward zero: -2
+        EXPECT_TRUE(At(Find(reader, kNaN, 0.0085, true), 0.009));  // the invalid value
+        double typed = 0;
+        EXPECT_TRUE(reader->FindT(-2, 0.0055, typed, true));
+        EXPECT_TRUE(At(typed, 0.007));
+    }
+}
+
+TEST(ValueSearchIndex, AnEntryHoldsTheValueWhileTheCrossingLiesInTheNextOne) {
+    // Entry 3 claims [0, 10] over samples that are all 0; they cross 5 inside entry 4,
+    // after its first sample.
+    Wave<float> wave("WAVEDATASET[FLOAT]");
+    std::vector<float> values(80, 0.0f);
+    std::fill(values.begin() + 44, values.end(), 10.0f);
+    wave.Push(values);
+    std::vector<MinMaxData<float>> columns(8, MinMaxData<float>{10.0f, 10.0f});
+    std::fill_n(columns.begin(), 3, MinMaxData<float>{0.0f, 0.0f});
+    columns[3] = columns[4] = {0.0f, 10.0f};
+    wave.Push(columns);
+    wave.Push(std::vector<ValidDataArea>{Area(0, 79, 10)});
+    auto reader = wave.Reader(true);
+    Hit hit;
+    ASSERT_TRUE(reader->FindNextIndex(5.0, 1, 7, hit));
+    EXPECT_EQ(hit, Hit(2, 3));  // the pair test of 2 with 3 comes before entry 3 itself
+    // Entries 2 and 3 are scanned in vain, again one start entry later each time, until the
+    // walk reaches entry 4: the crossing 43 -> 44, halfway, gives the later sample.
+    EXPECT_TRUE(At(Find(reader, 5.0, 0.0125, true), 0.044));
+    EXPECT_TRUE(At(Find(wave.Reader(false), 5.0, 0.0125, true), 0.044));
+}
+
+TEST(ValueSearchIndex, TheReadsOfTheIndexSearches) {
+    // Entries all [0, 1] but 5, which is [9, 9]: 4 and 5 meet 5.0 only as a pair.
+    Wave<float> small("WAVEDATASET[FLOAT]");
+    std::vector<MinMaxData<float>> columns(8, MinMaxData<float>{0.0f, 1.0f});
+    columns[5] = {9.0f, 9.0f};
+    small.Push(columns);
+    auto reader = small.Reader(true);
+    Hit hit;
+    ASSERT_TRUE(reader->FindNextIndex(5.0, 1, 5, hit));
+    EXPECT_EQ(hit, Hit(4, 5));
+    // From entry 0 the first read takes one entry less than the range, and pairs are
+    // tested within one read only. Entry 0 alone reads nothing at all.
+    EXPECT_FALSE(reader->FindNextIndex(5.0, 0, 5, hit));
+    EXPECT_FALSE(reader->FindNextIndex(0.5, 0, 0, hit));
+    EXPECT_FALSE(reader->FindNextIndex(0.5, 8, 9, hit));  // past the index
+    // Downward the pair with the entry above comes before the entry itself.
+    ASSERT_TRUE(reader->FindPreIndex(5.0, 0, 7, hit));
+    EXPECT_EQ(hit, Hit(5, 6));
+    ASSERT_TRUE(reader->FindPreIndex(9.0, 0, 5, hit));
+    EXPECT_EQ(hit, Hit(5, 5));
+    EXPECT_FALSE(reader->FindPreIndex(5.0, 6, 7, hit));
+    EXPECT_FALSE(reader->FindPreIndex(5.0, 5, 4, hit));
+
+    // 200001 entries: [0, 1] up to 65556, [9, 9] from 65557, [3, 4] at 60000, [20, 30] at
+    // 100000. Reads of 65536 from 21 end between 65556 and 65557, from 22 they don't.
+    Wave<float> big("WAVEDATASET[FLOAT]");
+    columns.assign(200001, MinMaxData<float>{9.0f, 9.0f});
+    std::fill_n(columns.begin(), 65557, MinMaxData<float>{0.0f, 1.0f});
+    columns[60000] = {3.0f, 4.0f};
+    columns[100000] = {20.0f, 30.0f};
+    big.Push(columns);
+    reader = big.Reader(true);
+    ASSERT_TRUE(reader->FindNextIndex(5.0, 22, 200000, hit));
+    EXPECT_EQ(hit, Hit(65556, 65557));
+    EXPECT_FALSE(reader->FindNextIndex(5.0, 21, 200000, hit));
+    // Downward windows over [0, 200000] start at 134464, then at 68927; the next would
+    // start below 0, so entries under 68927 are never tested.
+    ASSERT_TRUE(reader->FindPreIndex(25.0, 0, 200000, hit));
+    EXPECT_EQ(hit, Hit(100000, 100000));
+    EXPECT_FALSE(reader->FindPreIndex(3.5, 0, 200000, hit));
+    ASSERT_TRUE(reader->FindPreIndex(3.5, 0, 65536, hit));  // one window of 65537
+    EXPECT_EQ(hit, Hit(60000, 60000));
+    ASSERT_TRUE(reader->FindPreIndex(3.5, 0, 69999, hit));  // the separated pair above it first
+    EXPECT_EQ(hit, Hit(65556, 65557));
+}
+
+// ---------------------------------------------------------------------------------------
+// Brute force, from the definition: between a sample prev and the next one x the wave
+// crosses the value upward when prev < value < x, downward (or touches it) when
+// x <= value <= prev, and meets it when x equals it.
+
+bool Meets(double prev, double x, double value) {
+    return (prev < value && value < x) || (x <= value && value <= prev) || std::fabs(x - value) < 1e-12;
+}
+
+// Going up from `from` to `to`, `from` first against itself: the nearer sample of the pair
+// that meets the value, the later on a tie.
+std::optional<Position> CrossingUp(const std::vector<double>& s, Position from, Position to, double value) {
+    for (Position q = from; q <= to; ++q) {
+        const double prev = s[q == from ? q : q - 1];
+        if (Meets(prev, s[q], value)) return std::fabs(prev - value) >= std::fabs(s[q] - value) ? q : q - 1;
+    }
+    return std::nullopt;
+}
+
+// Going down on the raw scan's terms from `from` to `to`: the pairs (q + 1, q) from
+// q = from - 1 to to - 1, answering the nearer sample (the lower on a tie) plus one. From
+// position 0 it starts with `from` against itself and answers the nearer sample itself.
+std::optional<Position> CrossingDown(const std::vector<double>& s, Position from, Position to, double value) {
+    const Position shift = to == 0 ? 0 : 1;
+    for (Position q = from + 1 - shift; q-- > to - shift;) {
+        const double prev = s[std::min(q + 1, from)];
+        if (Meets(prev, s[q], value)) return (std::fabs(prev - value) >= std::fabs(s[q] - value) ? q : q + 1) + shift;
+    }
+    return std::nullopt;
+}
+
+TEST(ValueSearchBruteForce, RawScansBothWaysAndTheForwardIndexWalk) {
+    // Two runs of 500 samples of noise at 1 s and 2 s, positions 0..499 and 500..999.
+    Wave<float> wave("WAVEDATASET[FLOAT]");
+    std::vector<float> noise(1000);
+    for (std::size_t i = 0; i < noise.size(); ++i)
+        noise[i] = std::sin(0.013f * static_cast<float>(i)) * 50.0f + static_cast<float>((i * 7919) % 41);
+    wave.Runs({{1.0, {noise.begin(), noise.begin() + 500}}, {2.0, {noise.begin() + 500, noise.end()}}});
+    const auto time_in = [](Position area, Position p) { return 1.0 + area + (double(p) - 500.0 * area) * 1e-3; };
+    // Forward: the start's area from pos, each later one from its first sample; the index
+    // walk one sample later each time. Backward: the start's area down to one below its
+    // first sample, then each earlier one from its first sample up to pos again. The
+    // index walk is left out at the wave's first entry, where its first read is short.
+    const auto expected = [&](int mode, Position area, Position pos, double value) -> std::optional<double> {
+        for (Position k = area; k < 2; mode == 2 ? --k : ++k) {
+            const Position from = (k == area ? pos : 500 * k) + (mode == 1 ? 1 : 0);
+            const auto q = mode == 2 ? CrossingDown(wave.samples, pos, 500 * k, value)
+                                     : CrossingUp(wave.samples, from, 500 * k + 499, value);
+            if (q) return time_in(k, *q);
+        }
+        return std::nullopt;
+    };
+    const auto [lo, hi] = std::minmax_element(noise.begin(), noise.end());
+    int hits = 0;
+    for (int mode = 0; mode < 3; ++mode) {
+        auto reader = wave.Reader(mode == 1);
+        for (Position pos = mode == 1 ? 10 : 0; pos < 1000; pos += 7) {
+            for (int step = -1; step <= 11; ++step) {
+                const double value = *lo + (*hi - *lo) * step / 10.0 + 0.37;
+                const auto want = expected(mode, pos / 500, pos, value);
+                const auto got = Find(reader, value, time_in(pos / 500, pos) + 0.0004, mode != 2);
+                ASSERT_EQ(got.has_value(), want.has_value()) << mode << " " << pos << " " << value;
+                if (want) {
+                    EXPECT_TRUE(At(got, *want)) << mode << " " << pos << " " << value;
+                }
+                hits += want.has_value();
+            }
+        }
+    }
+    EXPECT_GT(hits, 1500);
+}
+
+}  // namespace
