@@ -3,10 +3,10 @@
 // them plain.
 
 #include "dataset/axis.h"
-#include "dataset/type_registration.h"
 #include "host/item_binding.h"
 #include "host/local_source.h"
 #include "reader/basic_wave_reader.h"
+#include "support/test_wave.h"
 #include "wave/wave_producer.h"
 
 #include <gtest/gtest.h>
@@ -17,39 +17,19 @@
 
 namespace {
 
-CLocalSource& Scope() {
-    static CLocalSource* scope = [] {
-        auto* s = new CLocalSource("minmax-tests", GetRootLocal());
-        RegisterModuleTypes(s);
-        return s;
-    }();
-    return *scope;
-}
-
 // A wave dataset item with a size axis; samples go in through the producer helper.
 template <class T>
-struct Wave {
-    std::unique_ptr<IBaseCtr> item;
-    BasicWaveDataSet<T>* dataset = nullptr;
-    IDatasetAxis* axis = nullptr;
+struct Wave : testing_support::TestWave<T> {
     std::vector<T> samples;
 
-    Wave(const char* type, double period, uint64_t index_step) {
-        item.reset(CreateItemByType(&Scope(), type, "wave"));
-        IBaseCtr* size_axis = CreateItemByType(&Scope(), "AXIS", "sizeAxis");
-        item->AddChildItem(size_axis, "sizeAxis", true);
-        axis = QueryInterface<IDatasetAxis>(size_axis).get();
-        axis->SetRatioOffset(0.0, period);
-        axis->SetIndexStep(index_step);
-        dataset = QueryInterface<BasicWaveDataSet<T>>(item.get()).get();
-    }
+    using testing_support::TestWave<T>::TestWave;
     void Run(double start, const std::vector<T>& values) {
-        WaveProducer<T> producer(*dataset, axis->GetRatio(), axis->GetRatio() * axis->GetIndexStep());
+        WaveProducer<T> producer(*this->dataset, this->axis->GetRatio(), this->axis->GetRatio() * this->axis->GetIndexStep());
         producer.Append(start, values.data(), values.size());
         samples.insert(samples.end(), values.begin(), values.end());
     }
     std::unique_ptr<CBasicWaveReader<T>> Reader() {
-        return std::unique_ptr<CBasicWaveReader<T>>(dataset->CreateBasicWaveReader());
+        return std::unique_ptr<CBasicWaveReader<T>>(this->dataset->CreateBasicWaveReader());
     }
 };
 

@@ -2,10 +2,10 @@
 // the fixed rules where the index walk and the raw scans differ, and brute-force checks.
 
 #include "dataset/axis.h"
-#include "dataset/type_registration.h"
 #include "host/item_binding.h"
 #include "host/local_source.h"
 #include "reader/basic_wave_reader.h"
+#include "support/test_wave.h"
 #include "wave/wave_producer.h"
 
 #include <gtest/gtest.h>
@@ -21,15 +21,6 @@ using Position = unsigned long long;
 using Hit = std::pair<Position, Position>;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-CLocalSource& Scope() {
-    static CLocalSource* scope = [] {
-        auto* s = new CLocalSource("value-search-tests", GetRootLocal());
-        RegisterModuleTypes(s);
-        return s;
-    }();
-    return *scope;
-}
-
 template <class T>
 class OpenReader : public CBasicWaveReader<T> {
 public:
@@ -41,23 +32,12 @@ public:
 // A wave dataset item of 1 ms samples, 10 samples per index entry. Runs go through the
 // producer (exact index columns, one area each); Push appends records as they are.
 template <class T>
-struct Wave {
-    std::unique_ptr<IBaseCtr> item;
-    BasicWaveDataSet<T>* dataset = nullptr;
-    IDatasetAxis* axis = nullptr;
+struct Wave : testing_support::TestWave<T> {
     std::vector<double> samples;
 
-    explicit Wave(const char* type) {
-        item.reset(CreateItemByType(&Scope(), type, "wave"));
-        IBaseCtr* size_axis = CreateItemByType(&Scope(), "AXIS", "sizeAxis");
-        item->AddChildItem(size_axis, "sizeAxis", true);
-        axis = QueryInterface<IDatasetAxis>(size_axis).get();
-        axis->SetRatioOffset(0.0, 1e-3);
-        axis->SetIndexStep(10);
-        dataset = QueryInterface<BasicWaveDataSet<T>>(item.get()).get();
-    }
+    explicit Wave(const char* type) : testing_support::TestWave<T>(type, 1e-3, 10) {}
     Wave& Runs(const std::vector<std::pair<double, std::vector<T>>>& runs) {
-        WaveProducer<T> producer(*dataset, 1e-3, 1e-2);
+        WaveProducer<T> producer(*this->dataset, 1e-3, 1e-2);
         for (const auto& [start, values] : runs) {
             producer.Append(start, values.data(), values.size());
             samples.insert(samples.end(), values.begin(), values.end());
@@ -66,16 +46,11 @@ struct Wave {
     }
     template <class R>
     void Push(const std::vector<R>& records) {
-        dataset->Push(records.data(), records.size());
+        this->dataset->Push(records.data(), records.size());
     }
     // A reader on the dataset's storages, with its index or with none.
     std::unique_ptr<OpenReader<T>> Reader(bool with_index) {
-        auto open = [&](const char* id, auto unit) -> std::shared_ptr<IReader> {
-            return std::make_shared<BaseStructReader<decltype(unit)>>(dataset->GetStorage(id));
-        };
-        return std::make_unique<OpenReader<T>>(item.get(), open("Wave", T{}),
-                                               with_index ? open("Index", MinMaxData<T>{}) : nullptr,
-                                               open("Area", ValidDataArea{}));
+        return this->template MakeReader<OpenReader<T>>(with_index);
     }
 };
 

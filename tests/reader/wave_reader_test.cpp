@@ -2,10 +2,10 @@
 // at times, sample runs and grids, the valid range, and the composition of a request.
 
 #include "dataset/axis.h"
-#include "dataset/type_registration.h"
 #include "host/item_binding.h"
 #include "host/local_source.h"
 #include "reader/basic_wave_reader.h"
+#include "support/test_wave.h"
 #include "wave/wave_producer.h"
 
 #include <gtest/gtest.h>
@@ -14,16 +14,6 @@
 #include <numeric>
 
 namespace {
-
-CLocalSource& Scope() {
-    static CLocalSource* scope = [] {
-        auto* s = new CLocalSource("reader-tests", GetRootLocal());
-        RegisterModuleTypes(s);
-        RegisterClassType<BasicWaveDataSet<uint8_t>>("TEST_WAVE_U8", s);
-        return s;
-    }();
-    return *scope;
-}
 
 // Opens the protected helpers of the reader to the tests.
 template <class T>
@@ -36,30 +26,12 @@ public:
     using CBasicWaveReader<T>::GetIndexId;
 };
 
-// A wave dataset item with a size axis of the given sample period and index step.
+// A wave dataset item with a size axis, and readers that open the protected helpers.
 template <class T>
-struct Wave {
-    std::unique_ptr<IBaseCtr> item;
-    BasicWaveDataSet<T>* dataset = nullptr;
-    IDatasetAxis* axis = nullptr;
-
-    Wave(const char* type, double period, uint64_t index_step = 100) {
-        item.reset(CreateItemByType(&Scope(), type, "wave"));
-        IBaseCtr* size_axis = CreateItemByType(&Scope(), "AXIS", "sizeAxis");
-        item->AddChildItem(size_axis, "sizeAxis", true);
-        axis = QueryInterface<IDatasetAxis>(size_axis).get();
-        axis->SetRatioOffset(0.0, period);
-        axis->SetIndexStep(index_step);
-        dataset = QueryInterface<BasicWaveDataSet<T>>(item.get()).get();
-    }
-    std::unique_ptr<OpenReader<T>> Reader() {
-        return std::make_unique<OpenReader<T>>(item.get(), Storage<T>("Wave"), Storage<MinMaxData<T>>("Index"),
-                                               Storage<ValidDataArea>("Area"));
-    }
-    template <class R>
-    std::shared_ptr<IReader> Storage(const char* id) {
-        return std::make_shared<BaseStructReader<R>>(dataset->GetStorage(id));
-    }
+struct Wave : testing_support::TestWave<T> {
+    Wave(const char* type, double period, uint64_t index_step = 100)
+        : testing_support::TestWave<T>(type, period, index_step) {}
+    std::unique_ptr<OpenReader<T>> Reader() { return this->template MakeReader<OpenReader<T>>(); }
 };
 
 // Two runs of 1 ms samples: 1000 samples from 1.0 s, a gap, 500 samples from 3.0 s.
