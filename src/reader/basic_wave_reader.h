@@ -13,6 +13,7 @@
 
 #include "dataset/dataset_tool.h"
 #include "dataset/records.h"
+#include "host/ctr_var.h"
 #include "reader/piece_reader.h"
 #include "reader/piece_tool.h"
 #include "wave/struct_reader.h"
@@ -174,6 +175,17 @@ protected:
 private:
     // The range treatment of the reading operations, as a scope.
     class RangeScope;
+};
+
+// Handles of the readers cast to the interfaces above them, so that a piece can place
+// any reader that a dataset hands out.
+VELLUM_BASES(IBasicWaveReader, IPieceReader);
+
+template <class T>
+struct VellumBases<CBasicWaveReader<T>> {
+    static void* Visit(CBasicWaveReader<T>* object, const VellumTypeID& to) {
+        return vellum_detail::CastBase<CBasicWaveReader<T>, IBasicWaveReader>(object, to);
+    }
 };
 
 extern template class CBasicWaveReader<int8_t>;

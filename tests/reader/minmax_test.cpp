@@ -6,6 +6,7 @@
 #include "host/item_binding.h"
 #include "host/local_source.h"
 #include "reader/basic_wave_reader.h"
+#include "reader/data_piece.h"
 #include "support/test_wave.h"
 #include "wave/wave_producer.h"
 
@@ -294,6 +295,30 @@ TEST(MinMax, ZoomsIntoALaterAreaScanItsSamples) {
     reader->GetMinMaxData(begin, end, out, 1000, GetDataParam{4}, 0);
     const auto filled = std::count_if(out.begin(), out.end(), [](const auto& c) { return !std::isnan(c.max); });
     EXPECT_GT(filled, 900);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(MinMax, AReaderTakenThroughAPieceServesThePieceOnly) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-3, 100);
+    std::vector<float> ramp(10000);
+    std::iota(ramp.begin(), ramp.end(), 0.0f);
+    wave.Run(0.0, ramp);
+    std::unique_ptr<IBaseCtr> piece(CreatePiece(wave.item.get(), Range<double>{2.0, 4.0}, 0.0,
+                                                wave.item->GetChildItem("sizeAxis")));
+    ASSERT_TRUE(piece);
+    Ctr<IBasicWaveReader> reader = QueryInterface<IBasicWaveReader>(piece.get());
+    ASSERT_TRUE(reader);
+    double begin = 0, end = 9.999;
+    std::vector<MinMaxData<double>> out;
+    reader->GetMinMaxData(begin, end, out, 10, GetDataParam{}, 0);
+    EXPECT_NEAR(begin, 2.0, 1e-9);  // clipped to the piece's base range
+    EXPECT_NEAR(end, 4.0, 1e-9);
+    double value = 0;
+    EXPECT_TRUE(reader->At(3.0005, value));
+    EXPECT_EQ(value, 3000.0);
 }
 
 }  // namespace
