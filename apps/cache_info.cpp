@@ -1,7 +1,7 @@
-// wavestore_cache_inspect: shows what a managed cache file holds and how the store
+// wavestore_cache_info: shows what a managed cache file holds and how the store
 // opens it. The file is opened for reading only and never changed.
 //
-//   wavestore_cache_inspect <file>...
+//   wavestore_cache_info <file>...
 //
 // Exit status: 0 when every file could be inspected, 1 when one could not, 2 for bad
 // arguments.
@@ -27,7 +27,7 @@ constexpr uint32_t kCacheBlockSize = 0x80000;
 
 void Usage(std::FILE* out) {
     fmt::print(out,
-               "usage: wavestore_cache_inspect <file>...\n"
+               "usage: wavestore_cache_info <file>...\n"
                "Prints length, format version, header fields, digest state, block map and\n"
                "logical size of each managed cache file.\n");
 }
@@ -71,11 +71,11 @@ bool Inspect(const std::string& argument) {
     std::error_code error;
     const fs::path path = fs::absolute(argument, error);
     if (error || !fs::exists(path, error)) {
-        fmt::print(stderr, "wavestore_cache_inspect: {}: no such file\n", argument);
+        fmt::print(stderr, "wavestore_cache_info: {}: no such file\n", argument);
         return false;
     }
     if (!fs::is_regular_file(path, error)) {
-        fmt::print(stderr, "wavestore_cache_inspect: {}: not a regular file\n", argument);
+        fmt::print(stderr, "wavestore_cache_info: {}: not a regular file\n", argument);
         return false;
     }
 
@@ -85,7 +85,7 @@ bool Inspect(const std::string& argument) {
         manager.GetFile(path.filename().string(), Tessel::CFile::ModeRead, 1);
     const std::shared_ptr<IProjectFile> open = file.lock();
     if (!open) {
-        fmt::print(stderr, "wavestore_cache_inspect: {}: cannot open\n", argument);
+        fmt::print(stderr, "wavestore_cache_info: {}: cannot open\n", argument);
         return false;
     }
     Tessel::CFile& cfile = *open->GetCFile();
@@ -126,7 +126,7 @@ int main(int argc, char** argv) {
             return 0;
         }
         if (argument.empty() || argument[0] == '-') {
-            fmt::print(stderr, "wavestore_cache_inspect: unknown option '{}'\n", argument);
+            fmt::print(stderr, "wavestore_cache_info: unknown option '{}'\n", argument);
             Usage(stderr);
             return 2;
         }
