@@ -1,12 +1,10 @@
-// Dataset tools: axis look-ups and index periods, commands to the dataset, data offsets,
-// the "WaveParam" record and the screen column flags.
+// Dataset tools: axes and index periods, commands, data offsets, "WaveParam", screen flags.
 
 #include "dataset/axis.h"
 #include "dataset/dataset_tool.h"
 #include "host/item_binding.h"
 #include "host/item_type.h"
 #include "host/local_source.h"
-#include "host/struct_type.h"
 
 #include <gtest/gtest.h>
 
@@ -23,8 +21,7 @@ namespace {
 using __internal::DataFillingTool;
 using __internal::DataSetTool;
 
-// The scope the tests register their types in; not the root scope, which the module
-// entry reads to tell a first initialisation from a later one.
+// Not the root scope, which the module entry reads to tell a first initialisation.
 ILocalSource* TypeScope() {
     static auto* scope = new CLocalSource("dataset_tool_test_types", GetRootLocal());
     return scope;
@@ -69,20 +66,13 @@ protected:
     RecordingItem dataset_{"wave"};
 };
 
-TEST_F(DataSetToolTest, DefaultIndexPeriodIsAPowerOfTenBelowAThousandSamples) {
+TEST_F(DataSetToolTest, IndexPeriodIsAPowerOfTenBelowAThousandSamplesOrTheAxisStep) {
     EXPECT_DOUBLE_EQ(IndexStepTimeFor(1e-3), 0.1);  // 100 samples
-    const double nano = IndexStepTimeFor(1e-9);      // reached only to floating accuracy
-    EXPECT_NEAR(nano, 1e-7, 1e-21);
-    EXPECT_NEAR(nano / 1e-9, 100.0, 1e-9);
+    EXPECT_NEAR(IndexStepTimeFor(1e-9) / 1e-9, 100.0, 1e-9);  // reached only to floating accuracy
     EXPECT_EQ(IndexStepTimeFor(2.0), 1000.0);  // capped: 500 samples
     EXPECT_DOUBLE_EQ(IndexStepTimeFor(1.0), 100.0);  // 1000 s would be 1000 samples
-    EXPECT_DOUBLE_EQ(IndexStepTimeFor(-1e-3), 0.1);
     EXPECT_NEAR(IndexStepTimeFor(0.0), 1e-7, 1e-21);  // taken as 1 ns
     EXPECT_EQ(IndexStepTimeFor(std::nan("")), 1000.0);
-}
-
-TEST_F(DataSetToolTest, IndexStepOfTheAxisCountsSamples) {
-    EXPECT_DOUBLE_EQ(IndexStepTimeFor(1e-3, 100), 0.1);
     EXPECT_DOUBLE_EQ(IndexStepTimeFor(2.0, 7), 14.0);
 }
 
@@ -91,63 +81,43 @@ TEST(DataSetToolWithoutAxes, AnswersDefaults) {
     dataset.AddChildItem(new CBaseItem("dataAxis"), "dataAxis", true);  // not an axis
     dataset.AddChildItem(new CBaseItem("WaveParam"), "WaveParam", true);  // not parameters
     DataSetTool tool(&dataset);
-    EXPECT_EQ(tool.SizeAxis(), nullptr);
     EXPECT_EQ(tool.DataAxis(), nullptr);
-    EXPECT_EQ(tool.GetSampleTime(), 0.0);
     EXPECT_EQ(tool.GetIndexStepTime(), 1e-6);
-    EXPECT_EQ(tool.GetSizeAxisInfo(), std::make_pair(0.0, 0.0));
-    EXPECT_EQ(tool.GetDataAxisInfo(), std::make_pair(0.0, 0.0));
     EXPECT_EQ(tool.GetTimeRange(), std::make_pair(0.0, 0.0));
-    EXPECT_EQ(tool.GetAxisState(), 0u);
     EXPECT_EQ(tool.GetDataParameters(), nullptr);
     double a = 4.0, b = 5.0;
     tool.ApplyDataOffset(&a, &b);
-    EXPECT_EQ(a, 4.0);
-    EXPECT_EQ(b, 5.0);
-
+    EXPECT_EQ(std::make_pair(a, b), std::make_pair(4.0, 5.0));
     DataSetTool none(nullptr);
-    EXPECT_FALSE(none.Lock());
-    EXPECT_FALSE(none.Command("Clear"));
-    EXPECT_EQ(none.GetDataParameters(), nullptr);
+    EXPECT_FALSE(none.Lock() || none.Command("Clear") || none.GetDataParameters());
 }
 
-TEST_F(DataSetToolTest, AnswersFromBothAxes) {
+TEST_F(DataSetToolTest, AnswersFromBothAxesAndSendsCommands) {
     IDatasetAxis* size = AddAxis("sizeAxis");
     IDatasetAxis* data = AddAxis("dataAxis");
     ASSERT_TRUE(size && data);
     ASSERT_TRUE(size->SetOffsetScale(3.0, 0.5));
     ASSERT_TRUE(data->SetOffsetScale(7.0, 2.0));
     DataSetTool tool(&dataset_);
-    EXPECT_EQ(tool.SizeAxis(), size);
-    EXPECT_EQ(tool.DataAxis(), data);
     EXPECT_EQ(tool.GetSizeAxisInfo(), std::make_pair(3.0, 0.5));  // (offset, width)
     EXPECT_EQ(tool.GetDataAxisInfo(), std::make_pair(2.0, 7.0));  // (width, offset)
 
     size->SetRatioOffset(1.0, 0.25);
     uint64_t scale = 4;
     size->SetScale(&scale);
-    EXPECT_DOUBLE_EQ(tool.GetSampleTime(), 0.25);
-    const auto [first, last] = tool.GetTimeRange();
-    EXPECT_DOUBLE_EQ(first, 1.0);
-    EXPECT_DOUBLE_EQ(last, 1.0 + 4 * 0.25);
+    EXPECT_EQ(tool.GetTimeRange(), std::make_pair(1.0, 1.0 + 4 * 0.25));
 
     ASSERT_TRUE(dataset_.GetChildItem("dataAxis")->OnCMD("Lock", nullptr));
     EXPECT_EQ(tool.GetAxisState(), 0u);
     ASSERT_TRUE(dataset_.GetChildItem("sizeAxis")->OnCMD("Lock", nullptr));
     EXPECT_EQ(tool.GetAxisState(), 1u);
-}
-
-TEST_F(DataSetToolTest, CommandsGoToTheDatasetWithoutArgument) {
-    DataSetTool tool(&dataset_);
-    EXPECT_TRUE(tool.Lock());
-    EXPECT_TRUE(tool.UnLock());
+    // Commands go to the dataset, without argument.
+    EXPECT_TRUE(tool.Lock() && tool.UnLock());
     dataset_.answer = false;
     EXPECT_FALSE(tool.Command("Clear"));
-    ASSERT_EQ(dataset_.commands.size(), 3u);
-    EXPECT_EQ(dataset_.commands[0].first, "lock");
-    EXPECT_EQ(dataset_.commands[1].first, "unlock");
-    EXPECT_EQ(dataset_.commands[2].first, "Clear");
-    for (const auto& command : dataset_.commands) EXPECT_EQ(command.second, nullptr);
+    std::string sent;
+    for (const auto& [command, argument] : dataset_.commands) sent += command + (argument ? "+arg " : " ");
+    EXPECT_EQ(sent, "lock unlock Clear ");
 }
 
 TEST_F(DataSetToolTest, DataOffsetIsAppliedAndRemoved) {
@@ -157,54 +127,24 @@ TEST_F(DataSetToolTest, DataOffsetIsAppliedAndRemoved) {
     DataSetTool tool(&dataset_);
     double a = 10.0, b = 20.0;
     tool.ApplyDataOffset(&a, &b);
-    EXPECT_EQ(a, 7.5);
-    EXPECT_EQ(b, 17.5);
+    EXPECT_EQ(std::make_pair(a, b), std::make_pair(7.5, 17.5));
     tool.RemoveDataOffset(&a, nullptr);
-    EXPECT_EQ(a, 10.0);
-    EXPECT_EQ(b, 17.5);
+    EXPECT_EQ(std::make_pair(a, b), std::make_pair(10.0, 17.5));
 
     axis->SetDataOffset(-1.25);
     double begin = 3.0, end = 8.0;
     {
         DataOffsetUtility guard(&begin, &end, axis);
-        EXPECT_EQ(begin, 4.25);
-        EXPECT_EQ(end, 9.25);
+        EXPECT_EQ(std::make_pair(begin, end), std::make_pair(4.25, 9.25));
     }
-    EXPECT_EQ(begin, 3.0);
-    EXPECT_EQ(end, 8.0);
-    {
-        DataOffsetUtility guard(nullptr, &end, nullptr);
-        EXPECT_EQ(end, 8.0);
-    }
+    EXPECT_EQ(std::make_pair(begin, end), std::make_pair(3.0, 8.0));
+    { DataOffsetUtility guard(nullptr, &end, nullptr); }
     EXPECT_EQ(end, 8.0);
 }
 
-TEST_F(DataSetToolTest, ParametersTypeHasThreeCountersAndReset) {
-    IItemType* type = RegisterWaveDatasetParametersType(TypeScope());
-    ASSERT_NE(type, nullptr);
-    const char* names[] = {"raw_point_offset", "index_offset", "time_offset"};
-    for (std::size_t i = 0; i < 3; ++i) {
-        const StructField* field = type->AsStruct()->FindField(names[i]);
-        ASSERT_NE(field, nullptr) << names[i];
-        EXPECT_EQ(field->type, SysVarType::UINT64);
-        EXPECT_EQ(field->offset, 8 * i);
-    }
-
-    std::unique_ptr<IBaseCtr> param(WaveDatasetParameters::InitStructInfo(TypeScope()));
-    ASSERT_NE(param, nullptr);
-    WaveDatasetParameters* parameters = QueryInterface<WaveDatasetParameters>(param.get()).get();
-    ASSERT_NE(parameters, nullptr);
-    *parameters = {1, 2, 3};
-    ASSERT_TRUE(CallTypeFunction(param.get(), "Reset", {}));
-    EXPECT_EQ(parameters->raw_point_offset, 0u);
-    EXPECT_EQ(parameters->index_offset, 0u);
-    EXPECT_EQ(parameters->time_offset, 0u);
-}
-
-TEST_F(DataSetToolTest, ParametersAreFoundOnceAndShareTheItemsMemory) {
+TEST_F(DataSetToolTest, ParametersAreFoundOnceShareTheItemsMemoryAndReset) {
     IBaseCtr* param = WaveDatasetParameters::InitStructInfo(TypeScope());
     ASSERT_NE(param, nullptr);
-    EXPECT_EQ(param->GetName(), "WaveParam");
     dataset_.AddChildItem(param, "WaveParam", true);
 
     DataSetTool tool(&dataset_);
@@ -214,16 +154,16 @@ TEST_F(DataSetToolTest, ParametersAreFoundOnceAndShareTheItemsMemory) {
     EXPECT_EQ(parameters->raw_point_offset, 12u);
     parameters->time_offset = 99;
     EXPECT_EQ(param->GetChildItem("time_offset")->GetValue().ToUInt64(), 99u);
+    ASSERT_TRUE(CallTypeFunction(param, "Reset", {}));
+    EXPECT_EQ(parameters->raw_point_offset + parameters->index_offset + parameters->time_offset, 0u);
 
     // Two threads at once find the same record.
     DataSetTool fresh(&dataset_);
     WaveDatasetParameters* seen[2] = {nullptr, nullptr};
     std::thread first([&] { seen[0] = fresh.GetDataParameters(); });
-    std::thread second([&] { seen[1] = fresh.GetDataParameters(); });
+    seen[1] = fresh.GetDataParameters();
     first.join();
-    second.join();
-    EXPECT_EQ(seen[0], parameters);
-    EXPECT_EQ(seen[1], parameters);
+    EXPECT_EQ(std::make_pair(seen[0], seen[1]), std::make_pair(parameters, parameters));
 
     // Found once: later calls and copies answer the same record, even without the child.
     DataSetTool copy = tool;
@@ -234,23 +174,22 @@ TEST_F(DataSetToolTest, ParametersAreFoundOnceAndShareTheItemsMemory) {
     EXPECT_EQ(DataSetTool(&dataset_).GetDataParameters(), nullptr);
 }
 
-using Flags = std::vector<unsigned char>;
-
 TEST(ScreenValidPoints, FlagsColumnsThatReachANewSample) {
-    EXPECT_EQ(DataFillingTool::GetScreenValidPointVec(4, 0.5, 0.0), (Flags{0, 0, 1, 0}));
-    EXPECT_EQ(DataFillingTool::GetScreenValidPointVec(6, 1.0 / 3.0, 0.5), (Flags{0, 0, 1, 0, 0, 1}));
-    EXPECT_EQ(DataFillingTool::GetScreenValidPointVec(2, 0.5, 1.0), (Flags{1, 0}));  // starts past sample 0
-    EXPECT_EQ(DataFillingTool::GetScreenValidPointVec(2, 0.5, 0.99), (Flags{0, 1}));
-    EXPECT_EQ(DataFillingTool::GetScreenValidPointVec(4, 2.5, 0.0), (Flags{0, 1, 1, 1}));
-}
-
-TEST(ScreenValidPoints, EmptyAndOddInputs) {
-    EXPECT_TRUE(DataFillingTool::GetScreenValidPointVec(0, 0.5, 0.0).empty());
-    // Columns before sample 0 stay on sample 0; past the range all are on the last one.
-    EXPECT_EQ(DataFillingTool::GetScreenValidPointVec(5, 1.0, -3.0), (Flags{0, 0, 0, 0, 1}));
-    EXPECT_EQ(DataFillingTool::GetScreenValidPointVec(3, std::nan(""), 0.0), (Flags{0, 0, 0}));
+    using Flags = std::vector<unsigned char>;
     const double huge = std::numeric_limits<double>::max();
-    EXPECT_EQ(DataFillingTool::GetScreenValidPointVec(3, huge, 0.0), (Flags{0, 1, 0}));
+    struct { std::size_t columns; double step, start; Flags flags; } cases[] = {
+        {4, 0.5, 0.0, {0, 0, 1, 0}},
+        {6, 1.0 / 3.0, 0.5, {0, 0, 1, 0, 0, 1}},
+        {2, 0.5, 1.0, {1, 0}},  // starts past sample 0
+        {2, 0.5, 0.99, {0, 1}},
+        {4, 2.5, 0.0, {0, 1, 1, 1}},
+        {0, 0.5, 0.0, {}},
+        {5, 1.0, -3.0, {0, 0, 0, 0, 1}},  // columns before sample 0 stay on it
+        {3, std::nan(""), 0.0, {0, 0, 0}},
+        {3, huge, 0.0, {0, 1, 0}},  // past the range all are on the last one
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(DataFillingTool::GetScreenValidPointVec(c.columns, c.step, c.start), c.flags) << c.columns << " " << c.step << " " << c.start;
 }
 
 }  // namespace

@@ -12,28 +12,17 @@
 #include <cstring>
 #include <fstream>
 
-TEST(HostPath, JoinNormalizeAndParts) {
-    EXPECT_EQ((Path("/p") / "./__old__/a.dat").Normalized().String(), "/p/__old__/a.dat");
+TEST(HostPath, NormalizeAndCreateExistsRemove) {
     EXPECT_EQ((Path("/p") / Path("x/../y")).Normalized().String(), "/p/y");
-    const Path file("/data/ds/w1.dat");
-    EXPECT_EQ(file.FileName(), "w1.dat");
-    EXPECT_EQ(file.Parent().String(), "/data/ds");
-    EXPECT_TRUE(file.IsAbsolute());
-    EXPECT_EQ((Path("/p") / "/q").String(), "/q");  // as std::filesystem: an absolute part replaces
-}
-
-TEST(HostPath, CreateExistsRemove) {
+    EXPECT_EQ((Path("/p") / "/q").String(), "/q");  // an absolute part replaces
     const Path root = Path("/tmp") / ("host_path_test_" + std::to_string(::getpid()));
-    const Path deep = root / "a" / "b";
+    const Path deep = root / "a" / "b", file = deep / "f.txt";
     ASSERT_TRUE(Path::CreateDirectories(deep));
-    const Path file = deep / "f.txt";
     std::ofstream(file.String()) << "x";
     EXPECT_TRUE(file.Exists());
     EXPECT_FALSE(Path::CreateDirectories(file));          // a file is not a directory
-    EXPECT_FALSE(Path::CreateDirectories(file / "sub"));  // nor can hold one
     EXPECT_FALSE(Path::Remove(deep));                     // not empty
-    EXPECT_TRUE(Path::Remove(file));
-    EXPECT_TRUE(Path::Remove(file));  // already gone
+    EXPECT_TRUE(Path::Remove(file) && Path::Remove(file));  // the second: already gone
     EXPECT_TRUE(Path::Remove(deep) && Path::Remove(root / "a") && Path::Remove(root));
     EXPECT_FALSE(root.Exists());
     EXPECT_FALSE(Path::CreateDirectories(Path("")));
@@ -41,8 +30,6 @@ TEST(HostPath, CreateExistsRemove) {
 
 TEST(AlignedMemory, PageAlignedOrNull) {
     const std::size_t page = Vellum::Memory::PageSize();
-    ASSERT_GE(page, 512u);
-    EXPECT_EQ(page & (page - 1), 0u);
     for (std::size_t bytes : {std::size_t{1}, page, 3 * page + 17}) {
         void* p = Vellum::Memory::PageAlignedMalloc(bytes);
         ASSERT_NE(p, nullptr);
@@ -50,73 +37,49 @@ TEST(AlignedMemory, PageAlignedOrNull) {
         std::memset(p, 0x5a, bytes);  // the whole block is usable
         Vellum::Memory::AlignedFree(p);
     }
-    EXPECT_EQ(Vellum::Memory::PageAlignedMalloc(0), nullptr);
-    EXPECT_EQ(Vellum::Memory::PageAlignedMalloc(SIZE_MAX), nullptr);
-    EXPECT_EQ(Vellum::Memory::PageAlignedMalloc(static_cast<std::size_t>(PTRDIFF_MAX)), nullptr);
-    Vellum::Memory::AlignedFree(nullptr);
+    for (std::size_t bytes : {std::size_t{0}, SIZE_MAX, static_cast<std::size_t>(PTRDIFF_MAX)})
+        EXPECT_EQ(Vellum::Memory::PageAlignedMalloc(bytes), nullptr) << bytes;
 }
 
-TEST(TimeSpanValue, ConversionsArithmeticSaturation) {
+TEST(TimeSpanValue, ConversionsSaturationAndSleep) {
     EXPECT_EQ(TimeSpan::FromSeconds(-1.9999999999).Nanoseconds(), -1'999'999'999);  // toward zero
     EXPECT_EQ(TimeSpan::FromSeconds(std::nan("")).Nanoseconds(), 0);
     EXPECT_EQ(TimeSpan::FromSeconds(1e300).Nanoseconds(), INT64_MAX);
     EXPECT_EQ(TimeSpan::FromMilliseconds(INT64_MIN / 10).Nanoseconds(), INT64_MIN);
-    const auto a = TimeSpan::FromMilliseconds(5), b = TimeSpan::FromMicroseconds(5);
-    EXPECT_EQ((b - a).Nanoseconds(), -4'995'000);
-    EXPECT_EQ(a + b, TimeSpan::FromNanoseconds(5'005'000));
+    const auto b = TimeSpan::FromMicroseconds(5);
     EXPECT_EQ((TimeSpan::FromNanoseconds(INT64_MAX) + b).Nanoseconds(), INT64_MAX);
     EXPECT_EQ((b - TimeSpan::FromNanoseconds(INT64_MIN)).Nanoseconds(), INT64_MAX);
-}
-
-TEST(TimeSpanValue, SleepAtLeast) {
     const TimeSpan start = MonotonicNow();
     SystemSleep(TimeSpan::FromMilliseconds(20));
-    EXPECT_GE(MonotonicNow() - start, TimeSpan::FromMilliseconds(20));
-    const TimeSpan before = MonotonicNow();
-    SystemSleep(TimeSpan::FromNanoseconds(INT64_MIN));
-    EXPECT_LT(MonotonicNow() - before, TimeSpan::FromSeconds(1.0));
+    SystemSleep(TimeSpan::FromNanoseconds(INT64_MIN));  // returns at once
+    const TimeSpan slept = MonotonicNow() - start;
+    EXPECT_GE(slept, TimeSpan::FromMilliseconds(20));
+    EXPECT_LT(slept, TimeSpan::FromSeconds(1.0));
 }
 
 TEST(VellumTimeValue, ValidityArithmeticOrder) {
-    static_assert(sizeof(VellumTime) == 8 && sizeof(VellumLevelTime) == 8);
     const VellumTime invalid;
-    EXPECT_FALSE(invalid.valid());
     EXPECT_TRUE(std::isnan(invalid.Seconds()));
     const auto a = VellumTime::FromSeconds(2.5), b = VellumTime::FromNanoseconds(500'000'000);
     EXPECT_EQ((a - b).Nanoseconds(), 2'000'000'000);
-    EXPECT_EQ((a + b).Seconds(), 3.0);
     EXPECT_FALSE((a - invalid).valid());
     EXPECT_FALSE((VellumTime::FromNanoseconds(INT64_MAX) + b).valid());
-    EXPECT_FALSE(VellumTime::FromSeconds(std::nan("")).valid());
-    EXPECT_FALSE(VellumTime::FromSeconds(1e19).valid());
-    EXPECT_TRUE(b < a && a > b && a >= a && a <= a && a != b);
-    EXPECT_TRUE(invalid < VellumTime::FromNanoseconds(INT64_MIN + 1));
-
-    const auto ms = VellumTime::FromNanoseconds(1'000'000);
-    EXPECT_EQ(ms / VellumLevelTime(-6, 1), 1000.0);
+    EXPECT_FALSE(VellumTime::FromSeconds(std::nan("")).valid() || VellumTime::FromSeconds(1e19).valid());
+    EXPECT_TRUE(b < a && a >= a && invalid < VellumTime::FromNanoseconds(INT64_MIN + 1));
     EXPECT_EQ(VellumTime::FromNanoseconds(3) / VellumLevelTime(-12, 1), 3000.0);
-    EXPECT_EQ(VellumTime::FromSeconds(7200) / VellumLevelTime(3, 1), 7.2);
     EXPECT_TRUE(std::isnan(invalid / VellumLevelTime(-6, 1)));
-    EXPECT_TRUE(std::isnan(ms / VellumLevelTime(-6, 0)));
+    EXPECT_TRUE(std::isnan(b / VellumLevelTime(-6, 0)));
 }
 
 TEST(VellumLevelTimeValue, PackMultiplyDivide) {
     const VellumLevelTime neg(127, -5), low(-128, VellumLevelTime::kMinCount);
     EXPECT_EQ(neg.Level(), 127);
     EXPECT_EQ(neg.Count(), -5);
-    EXPECT_EQ(low.Level(), -128);
     EXPECT_EQ(low.Count(), VellumLevelTime::kMinCount);
     EXPECT_EQ(VellumLevelTime(0, LLONG_MAX).Count(), VellumLevelTime::kMaxCount);  // clamped to 56 bits
-    EXPECT_EQ(VellumLevelTime(-3, 25).Seconds(), 0.025);
-    EXPECT_EQ((VellumLevelTime(-3, 1) * 5).Nanoseconds(), 5'000'000);
     EXPECT_EQ((VellumLevelTime(-12, 1) * 1999).Nanoseconds(), 1);  // below ns: toward zero
-    EXPECT_EQ((VellumLevelTime(-12, 1) * -1999).Nanoseconds(), -1);
     EXPECT_EQ((VellumLevelTime(-9, 1) * LLONG_MAX).Nanoseconds(), LLONG_MAX);
     EXPECT_FALSE((VellumLevelTime(0, 10) * 1'000'000'000'000).valid());  // beyond int64
-    EXPECT_FALSE((VellumLevelTime(-9, 1) * LLONG_MIN).valid());
-
-    EXPECT_EQ(VellumLevelTime(-3, 1) / VellumLevelTime(-6, 1), 1000);
-    EXPECT_EQ(VellumLevelTime(0, 10) / VellumLevelTime(-1, 3), 33);
     EXPECT_EQ(VellumLevelTime(-1, -25) / VellumLevelTime(0, 1), -2);  // toward zero
     EXPECT_EQ(VellumLevelTime(-3, 1) / VellumLevelTime(-3, 0), 0);  // zero period
     // Exact where a double would lose digits, and across wide level gaps.
@@ -124,5 +87,4 @@ TEST(VellumLevelTimeValue, PackMultiplyDivide) {
               VellumLevelTime::kMaxCount * 100 / 3);
     EXPECT_EQ(VellumLevelTime(30, 1) / VellumLevelTime(0, VellumLevelTime::kMaxCount), 27755575615628);
     EXPECT_EQ(VellumLevelTime(127, 1) / VellumLevelTime(-128, 1), LLONG_MAX);  // saturates
-    EXPECT_EQ(VellumLevelTime(-128, VellumLevelTime::kMaxCount) / VellumLevelTime(127, 1), 0);
 }
