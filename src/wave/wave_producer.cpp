@@ -1,5 +1,6 @@
 #include "wave/wave_producer.h"
 
+#include "dataset/extremes.h"
 #include "dataset/time_rules.h"
 #include "storage/storage_base.h"
 
@@ -79,15 +80,9 @@ void WaveProducer<T>::FinishColumn() {
 template <class T>
 void WaveProducer<T>::AddToColumns(const T* samples, uint64_t count) {
     for (uint64_t i = 0; i < count;) {
-        // The samples that the open column still takes, in one branch-free loop.
+        // The samples that the open column still takes, in one run.
         const uint64_t n = std::min(count - i, column_capacity_ - column_fill_);
-        T lo = column_.min, hi = column_.max;
-        for (uint64_t j = 0; j < n; ++j) {
-            const T v = samples[i + j];
-            lo = v < lo ? v : lo;
-            hi = hi < v ? v : hi;
-        }
-        column_ = {lo, hi};
+        FoldExtremes(samples + i, n, column_.min, column_.max);
         column_fill_ += n;
         i += n;
         if (column_fill_ == column_capacity_) FinishColumn();
