@@ -53,11 +53,6 @@ struct Wave : testing_support::TestWave<T> {
     }
 };
 
-// An area from time 0 over positions beg..end.
-ValidDataArea Area(uint64_t beg, uint64_t end, uint64_t first_count) {
-    return ValidDataArea{0, static_cast<int64_t>(end - beg) * 1000000, 0, first_count, beg, end};
-}
-
 template <class P>
 std::optional<double> Find(const P& reader, double value, double time, bool forward) {
     double result = 0;
@@ -120,7 +115,7 @@ struct FourRuns : Wave<float> {
     }
 };
 
-TEST(ValueSearchAreas, FromAGapForwardAndBackward) {
+TEST(ValueSearchAreas, FromAGapBothWaysAndPastTheEndsThroughThePiece) {
     FourRuns wave;
     for (bool index : {false, true}) {
         SCOPED_TRACE(index ? "index" : "raw");
@@ -137,22 +132,6 @@ TEST(ValueSearchAreas, FromAGapForwardAndBackward) {
         // one later. The index walk doesn't take the start sample.
         EXPECT_TRUE(At(Find(reader, 7.0, 3.5, false), index ? 1.051 : 2.001));
         EXPECT_FALSE(Find(reader, 9.0, 1.5, false));  // no area before the first
-    }
-    // Backward the scan of an earlier area runs up to the start position again: a start
-    // sample equal to the value, passed over in its own area, is met there and reckoned
-    // from that area's start (1.0 + 150 samples, in the gap).
-    Wave<float> two("WAVEDATASET[FLOAT]");
-    std::vector<float> b(100, 5.0f);
-    b[50] = 1.0f;
-    two.Runs({{1.0, std::vector<float>(100, 5.0f)}, {2.0, b}});
-    EXPECT_TRUE(At(Find(two.Reader(false), 1.0, 2.0505, false), 1.150));
-}
-
-TEST(ValueSearchAreas, PastTheEndsNotFoundAndTheResultThroughThePiece) {
-    FourRuns wave;
-    for (bool index : {false, true}) {
-        SCOPED_TRACE(index ? "index" : "raw");
-        auto reader = wave.Reader(index);
         double result = 42.0;
         EXPECT_FALSE(reader->Find(9.0, 4.2, result, true));  // after the last sample
         EXPECT_FALSE(reader->Find(9.0, 0.5, result, false));  // before the first
@@ -169,7 +148,16 @@ TEST(ValueSearchAreas, PastTheEndsNotFoundAndTheResultThroughThePiece) {
         EXPECT_TRUE(At(Find(reader, 9.0, 0.25, true), 1.050 + 0.25 - 1.0));
         wave.axis->SetTrigPos(0.0);
     }
+    // Backward the scan of an earlier area runs up to the start position again: a start
+    // sample equal to the value, passed over in its own area, is met there and reckoned
+    // from that area's start (1.0 + 150 samples, in the gap).
+    Wave<float> two("WAVEDATASET[FLOAT]");
+    std::vector<float> b(100, 5.0f);
+    b[50] = 1.0f;
+    two.Runs({{1.0, std::vector<float>(100, 5.0f)}, {2.0, b}});
+    EXPECT_TRUE(At(Find(two.Reader(false), 1.0, 2.0505, false), 1.150));
 }
+
 
 TEST(ValueSearchValue, NaNAndIntegerTruncation) {
     Wave<float> wave("WAVEDATASET[FLOAT]");
@@ -205,7 +193,7 @@ TEST(ValueSearchIndex, AnEntryHoldsTheValueWhileTheCrossingLiesInTheNextOne) {
     std::fill_n(columns.begin(), 3, MinMaxData<float>{0.0f, 0.0f});
     columns[3] = columns[4] = {0.0f, 10.0f};
     wave.Push(columns);
-    wave.Push(std::vector<ValidDataArea>{Area(0, 79, 10)});
+    wave.Push(std::vector<ValidDataArea>{{0, 79000000, 0, 10, 0, 79}});
     auto reader = wave.Reader(true);
     Hit hit;
     ASSERT_TRUE(reader->FindNextIndex(5.0, 1, 7, hit));
@@ -214,23 +202,20 @@ TEST(ValueSearchIndex, AnEntryHoldsTheValueWhileTheCrossingLiesInTheNextOne) {
     // walk reaches entry 4: the crossing 43 -> 44, halfway, gives the later sample.
     EXPECT_TRUE(At(Find(reader, 5.0, 0.0125, true), 0.044));
     EXPECT_TRUE(At(Find(wave.Reader(false), 5.0, 0.0125, true), 0.044));
-}
 
-TEST(ValueSearchIndex, TheReadsOfTheIndexSearches) {
     // Entries all [0, 1] but 5, which is [9, 9]: 4 and 5 meet 5.0 only as a pair.
     Wave<float> small("WAVEDATASET[FLOAT]");
-    std::vector<MinMaxData<float>> columns(8, MinMaxData<float>{0.0f, 1.0f});
+    columns.assign(8, MinMaxData<float>{0.0f, 1.0f});
     columns[5] = {9.0f, 9.0f};
     small.Push(columns);
-    auto reader = small.Reader(true);
-    Hit hit;
+    reader = small.Reader(true);
     ASSERT_TRUE(reader->FindNextIndex(5.0, 1, 5, hit));
     EXPECT_EQ(hit, Hit(4, 5));
-    // From entry 0 the first read takes one entry less than the range, and pairs are
-    // tested within one read only. Entry 0 alone reads nothing at all.
+    // From entry 0 the first read takes one entry less than the range, and pairs are tested
+    // within one read only; entry 0 alone reads nothing. Downward the pair with the entry
+    // above comes before the entry itself.
     EXPECT_FALSE(reader->FindNextIndex(5.0, 0, 5, hit));
     EXPECT_FALSE(reader->FindNextIndex(0.5, 0, 0, hit));
-    // Downward the pair with the entry above comes before the entry itself.
     ASSERT_TRUE(reader->FindPreIndex(5.0, 0, 7, hit));
     EXPECT_EQ(hit, Hit(5, 6));
     ASSERT_TRUE(reader->FindPreIndex(9.0, 0, 5, hit));
@@ -256,7 +241,7 @@ TEST(ValueSearchIndex, TheReadsOfTheIndexSearches) {
     EXPECT_FALSE(reader->FindPreIndex(3.5, 0, 200000, hit));
     ASSERT_TRUE(reader->FindPreIndex(3.5, 0, 65536, hit));  // one window of 65537
     EXPECT_EQ(hit, Hit(60000, 60000));
-    ASSERT_TRUE(reader->FindPreIndex(3.5, 0, 69999, hit));  // the separated pair above it first
+    ASSERT_TRUE(reader->FindPreIndex(3.5, 0, 69999, hit));  // the separated pair above 60000 first
     EXPECT_EQ(hit, Hit(65556, 65557));
 }
 

@@ -31,26 +31,19 @@ std::vector<uint32_t> Sequence(uint64_t from, uint64_t count) {
 
 // Appends count units 0, 1, 2... in batches.
 void AppendSequence(CStorage& storage, uint64_t count, uint64_t batch = 4096) {
-    for (uint64_t done = 0; done < count;) {
-        const uint64_t n = std::min(batch, count - done);
-        const auto values = Sequence(storage.Count(), n);
-        ASSERT_EQ(storage.Write(values.data(), n), n);
-        done += n;
+    for (const uint64_t end = storage.Count() + count; storage.Count() < end;) {
+        const auto values = Sequence(storage.Count(), std::min(batch, end - storage.Count()));
+        ASSERT_EQ(storage.Write(values.data(), values.size()), values.size());
     }
 }
 
 void ExpectSequence(CStorage& storage, uint64_t from, uint64_t count) {
     std::vector<uint32_t> read(count);
     ASSERT_EQ(storage.Read(from, read.data(), count), count);
-    for (uint64_t i = 0; i < count; ++i) {
-        if (read[i] != from + i) {
-            ADD_FAILURE() << "unit " << from + i << " reads " << read[i];
-            return;
-        }
-    }
+    EXPECT_TRUE(read == Sequence(from, count)) << "units from " << from;
 }
 
-TEST(BlockStorage, AppendsReadBackAndReachTheChannelInBlocks) {
+TEST(BlockStorage, AppendsReadBackReachTheChannelAndRequestSpansBlocksIntoTheTail) {
     auto channel = std::make_shared<FakeChannel>();
     CStorage storage(channel, 4);
     EXPECT_EQ(storage.BlockUnits(), kFloatsPerBlock);
@@ -65,34 +58,43 @@ TEST(BlockStorage, AppendsReadBackAndReachTheChannelInBlocks) {
     EXPECT_EQ(storage.Write(&one, 0), 0u);
     EXPECT_EQ(callback_count, 0u);  // no callback for nothing appended
 
-    AppendSequence(storage, 2 * kFloatsPerBlock + 100, 1000);
-    EXPECT_EQ(storage.Count(), 2 * kFloatsPerBlock + 100);
-    EXPECT_EQ(callback_count, 2 * kFloatsPerBlock + 100);
+    const uint64_t total = 3 * kFloatsPerBlock + 500;
+    AppendSequence(storage, total, 1000);
+    EXPECT_EQ(storage.Count(), total);
+    EXPECT_EQ(callback_count, total);
     EXPECT_NE(callback_data, nullptr);
-    ExpectSequence(storage, 0, storage.Count());
-    ExpectSequence(storage, kFloatsPerBlock - 3, 10);  // across a block boundary
-
+    ExpectSequence(storage, 0, total);
     uint32_t past = 0;
-    EXPECT_EQ(storage.Read(storage.Count(), &past, 1), 0u);
-    EXPECT_TRUE(storage.Request(storage.Count(), 1).IsNull());
+    EXPECT_EQ(storage.Read(total, &past, 1), 0u);
+    EXPECT_TRUE(storage.Request(total, 1).IsNull());
 
     storage.Sync();
     const std::vector<uint8_t> bytes = channel->Bytes();
-    ASSERT_EQ(bytes.size(), storage.Count() * 4);
-    const auto expected = Sequence(0, storage.Count());
-    EXPECT_EQ(std::memcmp(bytes.data(), expected.data(), bytes.size()), 0);
+    ASSERT_EQ(bytes.size(), total * 4);
+    EXPECT_EQ(std::memcmp(bytes.data(), Sequence(0, total).data(), bytes.size()), 0);
     EXPECT_GE(channel->flushes.load(), 1);  // a file cache is flushed after the periodic write
-
     uint32_t old = 0;
     EXPECT_FALSE(storage.ChangeUnitSize(8, &old));
     EXPECT_EQ(storage.UnitSize(), 4u);
+
+    RawData whole = storage.Request(10, 3 * kFloatsPerBlock);
+    ASSERT_GE(whole.Count(), kFloatsPerBlock);  // at least the first block, maybe all of them
+    const auto* values = static_cast<const uint32_t*>(whole.Ptr());
+    for (uint64_t i = 0; i < whole.Count(); ++i) ASSERT_EQ(values[i], 10 + i);
+    RawData tail = storage.Request(3 * kFloatsPerBlock + 100, 1000000);
+    EXPECT_EQ(tail.Count(), 400u);  // the tail's length, not the count asked for
+    EXPECT_EQ(static_cast<const uint32_t*>(tail.Ptr())[0], 3 * kFloatsPerBlock + 100);
+
+    // A view keeps its blocks off the recycle list; the cleared storage's blocks stay
+    // alive through it and go to the list when it ends.
+    RawData held = storage.Request(0, 4);
+    storage.Clear();
+    EXPECT_EQ(static_cast<const uint32_t*>(held.Ptr())[3], 3u);
 }
 
 TEST(BlockStorage, RecycledBlocksComeBackFromTheChannelWithTheirBytes) {
-    auto channel = std::make_shared<FakeChannel>();
-    CStorage storage(channel, 4);
-    // 16 MiB through a pool of 4 MiB.
-    const uint64_t units = 4 * 1024 * 1024;
+    CStorage storage(std::make_shared<FakeChannel>(), 4);
+    const uint64_t units = 4 * 1024 * 1024;  // 16 MiB through a pool of 4 MiB
     AppendSequence(storage, units, 65536);
     storage.Sync();
     EXPECT_LE(BlockCache::Instance().CachedBlocks(storage.Id()), 128u);
@@ -114,35 +116,10 @@ TEST(BlockStorage, UnitsThatDoNotDivideTheAtomLeaveAGapFreeChannel) {
     ASSERT_EQ(storage.Write(units.data(), units.size() / 3), units.size() / 3);
     storage.Sync();
     EXPECT_EQ(channel->Bytes(), units);
-
     RawData view = storage.Request(per_block - 2, 10);
     EXPECT_EQ(view.Count(), 2u);  // one block at most
     EXPECT_EQ(std::memcmp(view.Ptr(), units.data() + 3 * (per_block - 2), 6), 0);
-    RawData next = storage.Request(per_block, 3 * per_block);
-    EXPECT_EQ(next.Count(), per_block);
-}
-
-TEST(BlockStorage, RequestSpansBlocksAndEndsWithTheTail) {
-    auto channel = std::make_shared<FakeChannel>();
-    CStorage storage(channel, 4);
-    AppendSequence(storage, 3 * kFloatsPerBlock + 500);
-    storage.Sync();
-
-    RawData whole = storage.Request(10, 3 * kFloatsPerBlock);
-    ASSERT_FALSE(whole.IsNull());
-    ASSERT_GE(whole.Count(), kFloatsPerBlock);  // at least the first block, maybe all of them
-    const auto* values = static_cast<const uint32_t*>(whole.Ptr());
-    for (uint64_t i = 0; i < whole.Count(); ++i) ASSERT_EQ(values[i], 10 + i);
-
-    RawData tail = storage.Request(3 * kFloatsPerBlock + 100, 1000000);
-    EXPECT_EQ(tail.Count(), 400u);  // the tail's length, not the count asked for
-    EXPECT_EQ(static_cast<const uint32_t*>(tail.Ptr())[0], 3 * kFloatsPerBlock + 100);
-
-    // A view keeps its blocks off the recycle list; the cleared storage's blocks stay
-    // alive through it and go to the list when it ends.
-    RawData held = storage.Request(0, 4);
-    storage.Clear();
-    EXPECT_EQ(static_cast<const uint32_t*>(held.Ptr())[3], 3u);
+    EXPECT_EQ(storage.Request(per_block, 3 * per_block).Count(), per_block);
 }
 
 TEST(BlockStorage, ClearEmptiesAFileButAChannelWithItsOwnDataShowsItAgain) {
@@ -156,8 +133,8 @@ TEST(BlockStorage, ClearEmptiesAFileButAChannelWithItsOwnDataShowsItAgain) {
 
     auto external = std::make_shared<FakeChannel>(IDeviceChannel::kExternalFile);
     const auto values = Sequence(0, 3000);
-    external->SetBytes(std::vector<uint8_t>(reinterpret_cast<const uint8_t*>(values.data()),
-                                            reinterpret_cast<const uint8_t*>(values.data() + values.size())));
+    const auto* bytes = reinterpret_cast<const uint8_t*>(values.data());
+    external->SetBytes({bytes, bytes + 4 * values.size()});
     CStorage reader(external, 4);
     EXPECT_EQ(reader.Count(), 3000u);
     reader.Clear();
@@ -166,32 +143,29 @@ TEST(BlockStorage, ClearEmptiesAFileButAChannelWithItsOwnDataShowsItAgain) {
     ExpectSequence(reader, 2990, 10);
 }
 
-TEST(BlockStorage, AFailingChannelReadCutsTheSizeToTheBlockOffset) {
+TEST(BlockStorage, FailingChannelsAreLoggedAFailedReadCutsTheSizeAFullDiskKeepsTheCache) {
+    LogCapture log;
     auto channel = std::make_shared<FakeChannel>();
     CStorage storage(channel, 4);
     AppendSequence(storage, 3 * kFloatsPerBlock);
     storage.Sync();
     storage.DropCache();  // every block must come back from the channel now
     channel->throw_on_read = true;
-    LogCapture log;
     uint32_t value = 0;
     EXPECT_EQ(storage.Read(kFloatsPerBlock + 1, &value, 1), 0u);
     EXPECT_TRUE(log.Contains(LogLevel::Warning, "DataChannel Read Failed!!"));
     EXPECT_EQ(storage.Count(), kAtom * 1);  // the byte offset of block 1, taken as units
-}
 
-TEST(BlockStorage, AFullDiskIsLoggedAndTheDataStaysReadableWhileCached) {
-    auto channel = std::make_shared<FakeChannel>();
-    channel->capacity = 2 * kAtom;
-    CStorage storage(channel, 4);
-    storage.SetOption("ENABLE_THROTTLE", Vellum::Var(false));
-    LogCapture log;
-    AppendSequence(storage, 4 * kFloatsPerBlock + 10);
-    storage.Sync();
+    auto full = std::make_shared<FakeChannel>();
+    full->capacity = 2 * kAtom;
+    CStorage cached(full, 4);
+    cached.SetOption("ENABLE_THROTTLE", Vellum::Var(false));
+    AppendSequence(cached, 4 * kFloatsPerBlock + 10);
+    cached.Sync();
     EXPECT_TRUE(log.Contains(LogLevel::Error, "Storage Write Failed! Maybe Disk Full?"));
-    ExpectSequence(storage, 0, storage.Count());
-    AppendSequence(storage, 100);  // the storage goes on working
-    ExpectSequence(storage, 4 * kFloatsPerBlock, 110);
+    ExpectSequence(cached, 0, cached.Count());
+    AppendSequence(cached, 100);  // the storage goes on working
+    ExpectSequence(cached, 4 * kFloatsPerBlock, 110);
 }
 
 TEST(BlockStorage, GetBlockGivesGeometryAndMarksTheBlockDirty) {
@@ -211,29 +185,21 @@ TEST(BlockStorage, GetBlockGivesGeometryAndMarksTheBlockDirty) {
     }
     EXPECT_TRUE(storage.GetBlock(storage.Count(), &offset, &units) == nullptr);
     storage.Sync();  // synced lies before the dirty block: it is written
-    std::vector<uint8_t> bytes = channel->Bytes();
-    uint32_t written = 0;
-    std::memcpy(&written, bytes.data() + 4 * (kFloatsPerBlock + 5), 4);
-    EXPECT_EQ(written, 99u);
+    const uint32_t written = 99;
+    EXPECT_EQ(std::memcmp(channel->Bytes().data() + 4 * (kFloatsPerBlock + 5), &written, 4), 0);
 }
 
 TEST(BlockStorage, NearlyEmptyPoolNeverRecyclesAnotherStoragesBlocks) {
     CStorage a(std::make_shared<FakeChannel>(), 4), b(std::make_shared<FakeChannel>(), 4);
-    AppendSequence(a, 4 * kFloatsPerBlock);
-    AppendSequence(b, 4 * kFloatsPerBlock);
-    EXPECT_EQ(BlockCache::Instance().CachedBlocks(a.Id()), 4u);
-    EXPECT_EQ(BlockCache::Instance().CachedBlocks(b.Id()), 4u);
+    for (CStorage* storage : {&a, &b}) AppendSequence(*storage, 4 * kFloatsPerBlock);
+    for (CStorage* storage : {&a, &b}) EXPECT_EQ(BlockCache::Instance().CachedBlocks(storage->Id()), 4u);
 }
 
 TEST(BlockStorage, ReadersRunBesideOneWriter) {
-    auto channel = std::make_shared<FakeChannel>();
-    CStorage storage(channel, 4);
+    CStorage storage(std::make_shared<FakeChannel>(), 4);
     const uint64_t total = 2 * 1024 * 1024;  // 8 MiB through the 4 MiB pool
     std::atomic<bool> done{false};
-    std::thread writer([&] {
-        AppendSequence(storage, total, 3000);
-        done = true;
-    });
+    std::thread writer([&] { AppendSequence(storage, total, 3000), done = true; });
     std::vector<std::thread> readers;
     std::atomic<uint64_t> checked{0};
     for (int r = 0; r < 2; ++r) {
