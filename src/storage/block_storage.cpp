@@ -94,15 +94,15 @@ uint64_t CStorage::Write(const void* data, uint64_t count) {
     uint64_t offset = size_ % units_per_block;
     uint64_t done = 0;
     while (done < count) {
-        if (!cache.Contains(Key(block))) {
+        // One look-up: the cached block of this position (the partial tail), or none.
+        BlockHandle tail = cache.AcquireCached(Key(block), BlockHandle::kWrite);
+        if (!tail.Block()) {
             if (tail_pinned_ && block != 0) {
                 // The filled block goes to the sync service, unless its cache entry was
                 // dropped meanwhile (the extra pin went with it).
-                std::unique_lock lock(cache.Mutex());
-                if (cache.Contains(Key(block - 1))) {
-                    BlockHandle previous = cache.Acquire(Key(block - 1), BlockHandle::kRead);
+                BlockHandle previous = cache.AcquireCached(Key(block - 1), BlockHandle::kRead);
+                if (previous.Block()) {
                     previous->RemovePin();
-                    lock.unlock();
                     Dispatch(std::move(previous), UsableBlockBytes() * (block - 1));
                 }
                 tail_pinned_ = false;
@@ -120,16 +120,11 @@ uint64_t CStorage::Write(const void* data, uint64_t count) {
             handle->length = static_cast<uint32_t>(unit_size_ * n);
             done += n;
         } else {
-            BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kWrite);
-            if (!handle) {
-                CLogger::DefaultLogger().Debug("Can not alloc cache, retry after 1ms");
-                SystemSleep(TimeSpan::FromMilliseconds(1));
-                continue;
-            }
-            const uint64_t have = handle->length / unit_size_;
+            // A cached block always stands on memory.
+            const uint64_t have = tail->length / unit_size_;
             const uint64_t n = std::min(count - done, units_per_block - std::min(have, units_per_block));
-            std::memcpy(handle->data + unit_size_ * offset, source + unit_size_ * done, unit_size_ * n);
-            handle->length = static_cast<uint32_t>((n + have) * unit_size_);
+            std::memcpy(tail->data + unit_size_ * offset, source + unit_size_ * done, unit_size_ * n);
+            tail->length = static_cast<uint32_t>((n + have) * unit_size_);
             done += n;
         }
         ++block;
