@@ -12,7 +12,7 @@
 #include <wavestore/wavestore.h>
 
 #include "dataset/axis.h"
-#include "dataset/type_registration.h"
+#include "module/type_registration.h"
 #include "reader/basic_wave_reader.h"
 #include "wave/wave_producer.h"
 

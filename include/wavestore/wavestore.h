@@ -51,7 +51,7 @@
 #include "storage/storage_sync_manager.h"
 #include "storage/time_index.h"
 
-// Dataset core: records, axes, tools, dataset base, module entry, registration.
+// Dataset core: records, axes, tools, dataset base.
 #include "dataset/axis.h"
 #include "dataset/dataset_base.h"
 #include "dataset/dataset_base_ex.h"
@@ -59,12 +59,10 @@
 #include "dataset/dataset_tool.h"
 #include "dataset/element_types.h"
 #include "dataset/long_double.h"
-#include "dataset/module_entry.h"
 #include "dataset/record_types.h"
 #include "dataset/records.h"
 #include "dataset/serialization_helper.h"
 #include "dataset/time_rules.h"
-#include "dataset/type_registration.h"
 
 // Wave datasets and their producers.
 #include "wave/basic_wave_dataset.h"
@@ -80,3 +78,7 @@
 
 // Math helpers.
 #include "math/spline.h"
+
+// The module entry and the registration of every item type.
+#include "module/module_entry.h"
+#include "module/type_registration.h"

@@ -1,6 +1,6 @@
 #include "support/test_wave.h"
 
-#include "dataset/type_registration.h"
+#include "module/type_registration.h"
 #include "host/item_binding.h"
 
 namespace testing_support {

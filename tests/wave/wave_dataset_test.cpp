@@ -2,7 +2,7 @@
 
 #include "dataset/axis.h"
 #include "dataset/dataset_tool.h"
-#include "dataset/type_registration.h"
+#include "module/type_registration.h"
 #include "host/item_binding.h"
 #include "host/xml_items.h"
 #include "host/local_source.h"

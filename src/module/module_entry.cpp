@@ -1,6 +1,6 @@
-#include "dataset/module_entry.h"
+#include "module/module_entry.h"
 
-#include "dataset/type_registration.h"
+#include "module/type_registration.h"
 #include "host/local_source.h"
 #include "host/logger.h"
 #include "storage/block_storage.h"

@@ -1,4 +1,4 @@
-#include "dataset/type_registration.h"
+#include "module/type_registration.h"
 
 #include "dataset/axis.h"
 #include "dataset/dataset_tool.h"

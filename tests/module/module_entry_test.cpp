@@ -1,6 +1,6 @@
 // The module entry: pool sizes, pending limit and registration.
 
-#include "dataset/module_entry.h"
+#include "module/module_entry.h"
 #include "host/local_source.h"
 #include "host/struct_type.h"
 #include "storage/block_storage.h"
