@@ -2,43 +2,14 @@
 
 #include "dataset/axis.h"
 #include "dataset/time_rules.h"
+#include "reader/reader_internals.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-namespace {
-
-constexpr uint64_t kAllOnes = ~uint64_t{0};
-
-int64_t Ns(double seconds) { return SecondsToNs(seconds); }
-
-}  // namespace
-
-// Subtracts the data offset and maps piece time to base time at construction; maps
-// back and adds the offset again when it goes, on every way out.
-template <class T>
-class CBasicWaveReader<T>::RangeScope {
-public:
-    RangeScope(CBasicWaveReader& reader, double& begin, double& end)
-        : offset_(&begin, &end, reader.tools_ ? reader.tools_->SizeAxis() : nullptr),
-          piece_(reader.piece_),
-          begin_(begin),
-          end_(end),
-          request_(piece_.TransformToBase(begin_, end_)) {}
-    ~RangeScope() { piece_.TransformToPiece(begin_, end_); }
-    // The request in base time before the base range clipped it.
-    const std::pair<double, double>& Request() const { return request_; }
-    RangeScope(const RangeScope&) = delete;
-    RangeScope& operator=(const RangeScope&) = delete;
-
-private:
-    DataOffsetUtility offset_;
-    PieceTool& piece_;
-    double& begin_;
-    double& end_;
-    std::pair<double, double> request_;
-};
+using reader_detail::kAllOnes;
+using reader_detail::Ns;
 
 template <class T>
 CBasicWaveReader<T>::CBasicWaveReader(IBaseCtr* owner, std::shared_ptr<IReader> wave, std::shared_ptr<IReader> index,
@@ -207,17 +178,6 @@ bool CBasicWaveReader<T>::GetMaxValidRange(double& begin, double& end, bool with
     return true;
 }
 
-// The reading operations work in base time, so they compare with the valid range before
-// the piece transform that GetMaxValidRange applies for callers.
-template <class T>
-bool CBasicWaveReader<T>::BaseValidRange(double& begin, double& end) {
-    const PieceTool piece = piece_;
-    piece_ = PieceTool();
-    const bool valid = GetMaxValidRange(begin, end, false);
-    piece_ = piece;
-    return valid;
-}
-
 template <class T>
 double CBasicWaveReader<T>::T2Double(const T& value) {
     if (IsInvalidValue(value)) return std::numeric_limits<double>::quiet_NaN();
@@ -288,7 +248,7 @@ void CBasicWaveReader<T>::GetDataT(double& begin, double& end, std::vector<T>& o
         return;
     }
     double vb = 0, ve = 0;
-    const bool valid = BaseValidRange(vb, ve);
+    const bool valid = GetMaxValidRange(vb, ve, false);
 
     if (!with_gaps) {
         constexpr uint64_t kCap = 0x100000 / sizeof(T);
@@ -317,10 +277,8 @@ void CBasicWaveReader<T>::GetDataT(double& begin, double& end, std::vector<T>& o
         end = std::min(end, static_cast<double>(area.end_time) * 1e-9);
         const uint64_t p0 = Time2WavePos(begin, area);
         const uint64_t p1 = Time2WavePos(end, area);
-        if (p0 == kAllOnes || p1 == kAllOnes || p1 < p0) {
-            out.clear();  // a position outside the area: nothing to read
-            return;
-        }
+        // A position outside the area (all ones) makes n wrap: the cap bounds it, and a
+        // read at all ones brings nothing, so out holds invalid values.
         uint64_t n = p1 - p0 + 1;
         if (n > kCap) {
             n = kCap;
@@ -345,38 +303,35 @@ void CBasicWaveReader<T>::GetDataT(double& begin, double& end, std::vector<T>& o
         out.clear();
         return;
     }
-    const int64_t begin_ns = Ns(begin), end_ns = Ns(end);
-    // A start in the gap after the area found begins with the next area.
-    if (begin_ns > area.end_time) {
-        ValidDataArea next{};
-        if (!ReadArea(index + 1, next)) return;  // nothing but gap up to the end
-        area = next;
-        ++index;
-    }
-    // Element i of the grid lies at begin + i samples: each area's samples go to the
-    // element of their time, read from the requested start (or the area's first sample)
-    // to the requested end (or its last sample). Elements no area reaches stay invalid.
+    // Element i stands for the time begin + i sample periods and holds the sample nearest
+    // to it: a sample d periods after begin goes to element floor(d + 1/2), so a tie goes
+    // to the later element. Every area follows that one rule, the area that holds begin
+    // as well as the later ones; an element with no sample within half a period keeps
+    // the invalid value. Times are whole nanoseconds on the truncated sample period.
     const int64_t step_ns = Ns(sample_step_);
-    uint64_t c = 0;
-    auto read_into = [&](uint64_t from, uint64_t to) {
-        if (c >= out.size() || to < from) return;
-        wave_reader_->Read(from, out.data() + c, std::min(to - from + 1, out.size() - c));
+    if (step_ns < 1) return;
+    const int64_t begin_ns = Ns(begin), end_ns = Ns(end);
+    const auto element_of = [&](int64_t time_ns) {  // floor((time - begin) / step + 1/2)
+        const int64_t twice = 2 * (time_ns - begin_ns) + step_ns;
+        const int64_t whole = 2 * step_ns;
+        return twice >= 0 ? twice / whole : -((-twice + whole - 1) / whole);
     };
-    uint64_t from = begin_ns < area.start_time ? area.wave_beg_pos : Time2WavePos(begin, area);
+    const auto size_elements = static_cast<int64_t>(out.size());
     for (;;) {
-        if (!(area.start_time < end_ns) || from == kAllOnes || step_ns < 1) break;
-        if (area.start_time > begin_ns)
-            c = static_cast<uint64_t>((area.start_time - begin_ns + step_ns / 2) / step_ns);
-        if (area.end_time < end_ns) {
-            read_into(from, area.wave_end_pos);
-        } else {
-            const uint64_t to = Time2WavePos(end, area);
-            if (to != kAllOnes) read_into(from, to);
+        if (!(area.start_time < end_ns)) break;
+        // The area's samples are consecutive elements from the one of its first sample.
+        const int64_t first_element = element_of(area.start_time);
+        if (first_element >= size_elements) break;
+        const uint64_t samples = area.wave_end_pos >= area.wave_beg_pos ? area.wave_end_pos - area.wave_beg_pos + 1 : 0;
+        const uint64_t skip = first_element < 0 ? static_cast<uint64_t>(-first_element) : 0;
+        if (skip < samples) {
+            const uint64_t element = static_cast<uint64_t>(first_element) + skip;
+            const uint64_t count = std::min(samples - skip, static_cast<uint64_t>(size_elements) - element);
+            wave_reader_->Read(area.wave_beg_pos + skip, out.data() + element, count);
         }
         ValidDataArea next{};
         if (!ReadArea(++index, next)) break;
         area = next;
-        from = area.wave_beg_pos;
     }
 }
 
@@ -426,7 +381,7 @@ template <class T>
 void CBasicWaveReader<T>::ComposeValidArea(double begin, double end, std::vector<_ValidAreaIndex>& pieces) {
     if (begin > end) return;
     double vb = 0, ve = 0;
-    if (!BaseValidRange(vb, ve) || vb > end || begin > ve) return;
+    if (!GetMaxValidRange(vb, ve, false) || vb > end || begin > ve) return;
 
     const int64_t b = Ns(begin), e = Ns(end), s = Ns(sample_step_);
     if (s < 1) return;  // no sample grid to align to
@@ -512,9 +467,6 @@ void CBasicWaveReader<T>::ComposeValidArea(double begin, double end, std::vector
         next = following.end_time + s;
     }
 }
-
-#include "reader/minmax_extraction.inc"
-#include "reader/value_search.inc"
 
 template class CBasicWaveReader<int8_t>;
 template class CBasicWaveReader<uint8_t>;

@@ -6,7 +6,10 @@
 // dataset as it stands. Times are seconds on the dataset's time axis. Operations that
 // take a range by reference treat it in this order and undo it in reverse on every
 // way out: subtract the axis' data offset; map from piece time to base time (clipped
-// to the piece's base range); work; map back to piece time.
+// to the piece's base range); work; map back to piece time. The range checks of the
+// reading operations compare the request, in base time by then, with GetMaxValidRange,
+// which answers in piece time: on a piece that is not at zero the two mix, and a view
+// is cut or refused by the shifted range. Callers rely on these exact results.
 //
 // One reader object belongs to one thread at a time; several readers may share a
 // dataset. SetLock(true/false) holds the dataset's lock across a series of reads.
@@ -35,9 +38,11 @@ public:
     // transform on every way out, found or not: look at the result flag.
     virtual bool Find(const double& value, double time, double& result, bool forward) = 0;
     // The samples of [begin, end]: one run of one area, at most 1 MiB of samples, with the
-    // range cut to what was served (with_gaps false); or a grid of sample periods from
-    // begin over the whole span, each sample at the element of its time and NaN where no
-    // sample is (with_gaps true).
+    // range cut to what was served (with_gaps false); or (with_gaps true) a grid of
+    // trunc((end - begin) / sample period) elements over the whole span, where element i
+    // holds the sample whose time is nearest begin + i sample periods (a sample halfway
+    // between two elements goes to the later one), in every area alike, and NaN where no
+    // sample lies within half a period.
     virtual void GetData(double& begin, double& end, std::vector<double>& out, bool with_gaps) = 0;
     // One min/max column per pixel column of [begin, end], served from the samples, the
     // index or by filling between samples (param: 0 raw, 1 hold, 2 dots, 3 spline,
@@ -142,8 +147,6 @@ protected:
     bool ForwardFindValueForward(double value, unsigned long long first, unsigned long long last,
                                  unsigned long long& found);
 
-    // The valid range in base time.
-    bool BaseValidRange(double& begin, double& end);
 
     uint64_t AreaCount() const { return area_reader_ ? area_reader_->Count() : 0; }
     bool ReadArea(uint64_t index, ValidDataArea& area) const;

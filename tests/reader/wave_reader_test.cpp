@@ -162,6 +162,67 @@ TEST(WaveReader, GridsPlaceEachSampleAtItsTimeWithNaNInGaps) {
     EXPECT_EQ(out[500], 0.0);
 }
 
+// One rule in every area: element i holds the sample nearest begin + i periods.
+TEST(WaveReader, GridElementsHoldTheNearestSampleInTheFirstAreaAndInLaterOnes) {
+    TwoRuns wave;
+    auto reader = wave.Reader();
+    std::vector<double> out;
+    // 0.2 periods past sample 10: sample 10 is nearest element 0; the second run starts
+    // 1989.8 periods after begin, nearest element 1990.
+    double begin = 1.0102, end = 3.0205;
+    reader->GetData(begin, end, out, true);
+    ASSERT_EQ(out.size(), 2010u);
+    EXPECT_EQ(out[0], 10.0);
+    EXPECT_EQ(out[989], 999.0);
+    EXPECT_TRUE(std::isnan(out[990]));
+    EXPECT_TRUE(std::isnan(out[1989]));
+    EXPECT_EQ(out[1990], 1000.0);
+    EXPECT_EQ(out[2009], 1019.0);
+
+    // 0.6 periods past sample 10: sample 11 is nearest element 0, and the second run,
+    // 1989.4 periods on, starts at element 1989.
+    begin = 1.0106, end = 3.0209;
+    reader->GetData(begin, end, out, true);
+    ASSERT_EQ(out.size(), 2010u);
+    EXPECT_EQ(out[0], 11.0);
+    EXPECT_EQ(out[988], 999.0);
+    EXPECT_TRUE(std::isnan(out[989]));
+    EXPECT_TRUE(std::isnan(out[1988]));
+    EXPECT_EQ(out[1989], 1000.0);
+    EXPECT_EQ(out[2009], 1020.0);
+
+    // Half a period exactly: the sample goes to the later element.
+    begin = 2.9995, end = 3.0045;
+    reader->GetData(begin, end, out, true);
+    ASSERT_EQ(out.size(), 5u);
+    EXPECT_TRUE(std::isnan(out[0]));
+    EXPECT_EQ(out[1], 1000.0);
+    EXPECT_EQ(out[4], 1003.0);
+}
+
+// The range checks compare a request in base time with the valid range in piece time:
+// on a piece whose zero is not at the axis' trigger, data inside the base range can be
+// refused. The data of base 3.0 .. 3.4 lies at piece 0.5 .. 0.9, and the valid range
+// reads -1.5 .. 0.999 in piece time: the request, 3.0 .. 3.4 by then, lies after it.
+TEST(WaveReader, OnAShiftedPieceTheRangeChecksMixPieceAndBaseTime) {
+    TwoRuns wave;
+    auto reader = wave.Reader();
+    reader->SetAxis(wave.axis);
+    reader->SetBaseRange(0.0, 10.0);
+    reader->SetZeroPosition(2.5 + wave.axis->GetTrigPos(), IPieceReader::kTimeModeAbsolute);
+    double vb = 0, ve = 0;
+    ASSERT_TRUE(reader->GetMaxValidRange(vb, ve, false));
+    EXPECT_NEAR(vb, -1.5, 1e-9);
+    EXPECT_NEAR(ve, 0.999, 1e-9);
+    std::vector<double> out{1.0};
+    double begin = 0.5, end = 0.9;
+    reader->GetData(begin, end, out, false);
+    EXPECT_TRUE(out.empty());
+    double value = 0;
+    EXPECT_TRUE(reader->At(0.5, value));  // At has no range check: it reads base 3.0
+    EXPECT_EQ(value, 1000.0);
+}
+
 TEST(WaveReader, AnUnconfiguredAxisReadsAsOneSecondPerSample) {
     Wave<float> wave("WAVEDATASET[FLOAT]", 0.0);
     const std::vector<float> samples(20, 2.0f);

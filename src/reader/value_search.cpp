@@ -1,6 +1,5 @@
 // Value search of CBasicWaveReader<T>: from a time, in a direction, when does the wave
-// next reach a value? Included by basic_wave_reader.cpp, where the reader's instances
-// are made.
+// next reach a value?
 //
 // It is a crossing search, not an equality search: two neighbouring samples on both
 // sides of the value are a hit, and the one nearer to the value is the answer. With an
@@ -28,6 +27,17 @@
 //    positions to their low 32 bits.
 //
 // Each call allocates its own buffers; nothing is kept between calls.
+
+#include "reader/basic_wave_reader.h"
+#include "reader/reader_internals.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+using reader_detail::kAllOnes;
+using reader_detail::Ns;
 
 namespace value_search_detail {
 
@@ -101,7 +111,7 @@ bool CBasicWaveReader<T>::FindT(const T& value, double time, double& result, boo
 
     double t = piece_.P2B(time);
     double vb = 0, ve = 0;
-    if (!BaseValidRange(vb, ve)) return false;
+    if (!GetMaxValidRange(vb, ve, false)) return false;
     if (forward ? !(t <= ve) : !(t >= vb)) return false;  // also for a NaN time
 
     Load();
@@ -370,3 +380,31 @@ bool CBasicWaveReader<T>::ForwardFindValueForward(double value, unsigned long lo
     }
     return false;
 }
+
+// The members above, for the eleven element types; the rest of the class is made in
+// basic_wave_reader.cpp.
+#define WAVESTORE_SEARCH_MEMBERS(T)                                                                          \
+    template bool CBasicWaveReader<T>::Find(const double&, double, double&, bool);                           \
+    template bool CBasicWaveReader<T>::FindT(const T&, double, double&, bool);                               \
+    template bool CBasicWaveReader<T>::FindNextIndex(double, unsigned long long, unsigned long long,         \
+                                                     std::pair<unsigned long long, unsigned long long>&);    \
+    template bool CBasicWaveReader<T>::FindPreIndex(double, unsigned long long, unsigned long long,          \
+                                                    std::pair<unsigned long long, unsigned long long>&);     \
+    template bool CBasicWaveReader<T>::ForwardFindValue(double, unsigned long long, unsigned long long,      \
+                                                        unsigned long long&);                                \
+    template bool CBasicWaveReader<T>::ForwardFindValueForward(double, unsigned long long, unsigned long long, \
+                                                               unsigned long long&);
+
+WAVESTORE_SEARCH_MEMBERS(int8_t)
+WAVESTORE_SEARCH_MEMBERS(uint8_t)
+WAVESTORE_SEARCH_MEMBERS(int16_t)
+WAVESTORE_SEARCH_MEMBERS(uint16_t)
+WAVESTORE_SEARCH_MEMBERS(int32_t)
+WAVESTORE_SEARCH_MEMBERS(uint32_t)
+WAVESTORE_SEARCH_MEMBERS(int64_t)
+WAVESTORE_SEARCH_MEMBERS(uint64_t)
+WAVESTORE_SEARCH_MEMBERS(float)
+WAVESTORE_SEARCH_MEMBERS(double)
+WAVESTORE_SEARCH_MEMBERS(LongDouble)
+
+#undef WAVESTORE_SEARCH_MEMBERS

@@ -1,5 +1,4 @@
-// Min/max extraction of CBasicWaveReader<T>: the display path. Included by
-// basic_wave_reader.cpp, where the reader's instances are made.
+// Min/max extraction of CBasicWaveReader<T>: the display path.
 //
 // A request becomes a list of pieces (data or gap); each piece gets its share of the
 // columns, and each data piece is served from the raw samples (a scan per column), from
@@ -7,7 +6,15 @@
 // than columns, by placing the samples and filling between them.
 
 #include "dataset/extremes.h"
+#include "reader/basic_wave_reader.h"
 #include "reader/column_fill.h"
+#include "reader/reader_internals.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+using reader_detail::Ns;
 
 namespace minmax_detail {
 
@@ -73,7 +80,7 @@ void CBasicWaveReader<T>::GetMinMaxDataT(double& begin, double& end, std::vector
     pieces.reserve(1000);
     if (AreaCount() > 0) {
         double vb = 0, ve = 0;
-        if (!BaseValidRange(vb, ve)) return;
+        if (!GetMaxValidRange(vb, ve, false)) return;
         if (vb > request_end || request_begin > ve) {
             out.clear();
             return;
@@ -269,10 +276,13 @@ bool CBasicWaveReader<T>::UseIndexFind(uint64_t first, uint64_t last, MinMaxData
         }
         if (hi != 0 && (hi + 1) % ppi != 0) {
             // The tail isn't either: the raw scan starts one whole entry before the one
-            // that holds hi, which the index covers as well; extremes don't mind. It
-            // never starts before the column.
+            // that holds hi, which the index covers as well; extremes don't mind. In a
+            // column shorter than two entries that start lies before lo, and the column
+            // shows those samples too. Only when hi lies in entry 0 is there no entry
+            // before it: i1 would wrap below 0 and pull the whole index into the column,
+            // so there the scan starts at lo and the index is left out (i1 < i0).
+            const int64_t from = i1 > 0 ? (i1 - 1) * static_cast<int64_t>(ppi) : static_cast<int64_t>(lo);
             --i1;
-            const int64_t from = std::max<int64_t>(i1 * static_cast<int64_t>(ppi), static_cast<int64_t>(lo));
             if (UseVolGet(static_cast<uint64_t>(from), hi, part, hi + ppi)) take(part);
         }
         if (i0 <= i1 && UseIndexGet(static_cast<uint64_t>(i0), static_cast<uint64_t>(i1), part)) take(part);
@@ -412,3 +422,37 @@ bool CBasicWaveReader<T>::UseOtherFind(const _ValidAreaIndex& piece, MinMaxData<
     }
     return true;
 }
+
+// The members above, for the eleven element types; the rest of the class is made in
+// basic_wave_reader.cpp.
+#define WAVESTORE_MINMAX_MEMBERS(T)                                                                              \
+    template void CBasicWaveReader<T>::GetMinMaxData(double&, double&, std::vector<MinMaxData<double>>&,          \
+                                                     unsigned int, GetDataParam, unsigned char);                 \
+    template void CBasicWaveReader<T>::GetMinMaxDataT(double&, double&, std::vector<MinMaxData<T>>&, unsigned int, \
+                                                      GetDataParam, unsigned char);                               \
+    template void CBasicWaveReader<T>::IndexOnlyColumns(double&, double&, std::vector<MinMaxData<T>>&,           \
+                                                        unsigned int);                                            \
+    template void CBasicWaveReader<T>::GetWave(std::vector<_ValidAreaIndex>&, std::vector<MinMaxData<T>>&,        \
+                                               unsigned int, unsigned char, GetDataParam);                        \
+    template bool CBasicWaveReader<T>::GetWaveMinMaxAtIndex(const _ValidAreaIndex&, MinMaxData<T>*, uint64_t,    \
+                                                            unsigned char, GetDataParam);                         \
+    template bool CBasicWaveReader<T>::UseIndexFind(uint64_t, uint64_t, MinMaxData<T>*, uint64_t);                \
+    template bool CBasicWaveReader<T>::UseIndexGet(uint64_t, uint64_t, MinMaxData<T>&);                           \
+    template const T* CBasicWaveReader<T>::WindowSamples(uint64_t, uint64_t, uint64_t, uint64_t&);                \
+    template bool CBasicWaveReader<T>::UseVolGet(uint64_t, uint64_t, MinMaxData<T>&, uint64_t);                   \
+    template bool CBasicWaveReader<T>::UseVolFind(uint64_t, uint64_t, MinMaxData<T>*, uint64_t);                  \
+    template bool CBasicWaveReader<T>::UseOtherFind(const _ValidAreaIndex&, MinMaxData<T>*, uint64_t, GetDataParam);
+
+WAVESTORE_MINMAX_MEMBERS(int8_t)
+WAVESTORE_MINMAX_MEMBERS(uint8_t)
+WAVESTORE_MINMAX_MEMBERS(int16_t)
+WAVESTORE_MINMAX_MEMBERS(uint16_t)
+WAVESTORE_MINMAX_MEMBERS(int32_t)
+WAVESTORE_MINMAX_MEMBERS(uint32_t)
+WAVESTORE_MINMAX_MEMBERS(int64_t)
+WAVESTORE_MINMAX_MEMBERS(uint64_t)
+WAVESTORE_MINMAX_MEMBERS(float)
+WAVESTORE_MINMAX_MEMBERS(double)
+WAVESTORE_MINMAX_MEMBERS(LongDouble)
+
+#undef WAVESTORE_MINMAX_MEMBERS
