@@ -3,12 +3,18 @@
 // and search queries at several zoom levels, writes pictures of the capture, and
 // reports where its cache files lie.
 //
-//   wavestore_demo [--pool MiB] [--size 2G] [--type float|int16|double] [--output dir] [--quiet]
+//   wavestore_demo [--pool MiB] [--size 2G] [--type float|int16|double] [--output dir]
+//                  [--definition file.xml] [--svg] [--export file.h5] [--quiet]
+//
+// Exit status: 0 done, 1 a failure at run time (a file that can't be written), 2 bad usage.
 
 #include <wavestore/wavestore.h>
 
+#include "common/hdf5_export.h"
+#include "common/program.h"
+#include "common/progress.h"
+#include "common/wave_plot.h"
 #include "demo/capture_definition.h"
-#include "demo/column_picture.h"
 #include "demo/options.h"
 #include "demo/pulse_train.h"
 
@@ -21,9 +27,8 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <system_error>
 #include <thread>
-
-#include <unistd.h>
 
 namespace {
 
@@ -53,16 +58,6 @@ private:
     std::ostringstream text_;
 };
 
-// A progress bar that redraws itself; only on a terminal.
-void Progress(double fraction, double mib_per_s) {
-    if (!::isatty(STDOUT_FILENO)) return;
-    const int width = 40;
-    const int filled = static_cast<int>(fraction * width);
-    fmt::print("\r  [{}{}] {:5.1f}%  {:7.1f} MiB/s", std::string(filled, '#'), std::string(width - filled, '.'),
-               fraction * 100, mib_per_s);
-    std::fflush(stdout);
-}
-
 template <class T>
 int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) {
     // The item definition: the given file, or the one built in.
@@ -72,8 +67,9 @@ int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) 
                                               : document.load_file(options.definition.c_str());
     pugi::xml_node node = document.document_element().child("item");
     if (!parsed || !node) {
-        fmt::print(stderr, "wavestore_demo: the item definition does not parse: {}\n", parsed.description());
-        return 1;
+        fmt::print(stderr, "wavestore_demo: {}: the item definition does not parse: {}\n",
+                   options.definition.empty() ? "built-in definition" : options.definition, parsed.description());
+        return kExitFailure;
     }
     const char* type_name = std::is_same_v<T, float> ? "WAVEDATASET[FLOAT]"
                             : std::is_same_v<T, int16_t> ? "WAVEDATASET[INT16]"
@@ -83,7 +79,7 @@ int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) 
     Ctr<BasicWaveDataSet<T>> dataset = QueryInterface<BasicWaveDataSet<T>>(item.get());
     if (!dataset) {
         fmt::print(stderr, "wavestore_demo: the definition made no {} dataset\n", type_name);
-        return 1;
+        return kExitFailure;
     }
     __internal::DataSetTool tool(item.get());
     const double sample_period = tool.GetSampleTime();
@@ -114,18 +110,16 @@ int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) 
             recorded = done;
         }
     });
+    ProgressBar progress("record", "MiB");
     while (recorded.load() < total) {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         const double mib = static_cast<double>(recorded.load() * sizeof(T)) / 1048576.0;
-        if (!report.Quiet()) Progress(static_cast<double>(recorded.load()) / total, mib / Seconds(started));
+        if (!report.Quiet()) progress.Update(static_cast<double>(recorded.load()) / total, mib);
     }
     producer.join();
     dataset->Flush();
     const double record_seconds = Seconds(started);
-    if (!report.Quiet() && ::isatty(STDOUT_FILENO)) {
-        Progress(1.0, options.bytes / 1048576.0 / record_seconds);
-        fmt::print("\n");
-    }
+    if (!report.Quiet()) progress.Finish(options.bytes / 1048576.0);
     report.Line("recorded {:.1f} MiB ({} samples) in {:.2f} s: {:.1f} MiB/s", options.bytes / 1048576.0, total,
                 record_seconds, options.bytes / 1048576.0 / record_seconds);
 
@@ -136,18 +130,25 @@ int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) 
     const double span = last - first;
     struct View {
         const char* name;
+        const char* file;  // the picture's name, without extension
         double begin, end;
         unsigned columns;
         uint32_t fill;
     };
     const double middle = first + span * 0.4;  // inside an area, away from the gaps
     const View views[] = {
-        {"whole capture", first, last, 1000, 0},
-        {"1 %", middle, middle + span / 100, 1000, 0},
-        {"0.01 %", middle, middle + span / 10000, 1000, 0},
-        {"fewer samples than columns", middle, middle + 500 * sample_period, 1000, 4},
+        {"whole capture", "whole", first, last, 1000, 0},
+        {"1 %", "zoom-1pct", middle, middle + span / 100, 1000, 0},
+        {"0.01 %", "zoom-0.01pct", middle, middle + span / 10000, 1000, 0},
+        {"fewer samples than columns", "fill-linear", middle, middle + 500 * sample_period, 1000, 4},
     };
-    std::filesystem::create_directories(options.output);
+    const uint64_t per_index = IndexStepSamples(index_period, sample_period);
+    std::error_code made;
+    std::filesystem::create_directories(options.output, made);
+    if (made) {
+        fmt::print(stderr, "wavestore_demo: {}: cannot create the output folder: {}\n", options.output, made.message());
+        return kExitFailure;
+    }
     for (const View& view : views) {
         double begin = view.begin, end = view.end;
         std::vector<MinMaxData<double>> columns;
@@ -157,15 +158,24 @@ int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) 
         const auto valid = std::count_if(columns.begin(), columns.end(), [](const auto& c) { return !std::isnan(c.max); });
         report.Line("view {:<28} {:>12.6f} .. {:<12.6f} s  {} columns ({} with data, {:.1f} samples each)  {:8.3f} ms",
                     view.name, begin, end, columns.size(), valid, reader->PointsPerColumn(), elapsed * 1e3);
-        if (&view == &views[0] || &view == &views[2]) {
-            const std::string file = &view == &views[0] ? "whole.png" : "zoom.png";
-            std::string error;
-            if (!WriteColumnPicture((std::filesystem::path(options.output) / file).string(), columns, 300, error)) {
-                fmt::print(stderr, "wavestore_demo: {}\n", error);
-                return 1;
-            }
-            report.Line("  picture: {}", (std::filesystem::path(options.output) / file).string());
+        WavePlot plot;
+        plot.title = fmt::format("{}: {}", node.attribute("name").value(), view.name);
+        const double per_column = reader->PointsPerColumn();
+        plot.subtitle = fmt::format("{} columns, {} samples per column, {}", columns.size(),
+                                    per_column >= 100 ? fmt::format("{:.0f}", per_column) : fmt::format("{:.3g}", per_column),
+                                    per_column >= static_cast<double>(per_index) ? "served by the index"
+                                    : per_column > 1 ? "scanned from the samples"
+                                                     : "samples with a linear fill");
+        plot.begin = begin;
+        plot.end = end;
+        plot.columns = columns;
+        const auto file = std::filesystem::path(options.output) / (std::string(view.file) + (options.svg ? ".svg" : ".png"));
+        std::string error;
+        if (!WriteWavePlot(file.string(), plot, options.svg ? PlotFormat::Svg : PlotFormat::Png, 1000, 360, error)) {
+            fmt::print(stderr, "wavestore_demo: {}\n", error);
+            return kExitFailure;
         }
+        report.Line("  picture: {}", file.string());
     }
 
     // Value searches: where does the signal next rise through 0.1 (half the lowest pulse)?
@@ -184,6 +194,23 @@ int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) 
     const bool hit = reader->Find(half, last, back, false);
     report.Line("search backward from the end for {}: {} {:.6f} s  {:8.3f} ms", half, hit ? "found at" : "not found",
                 back, Seconds(start) * 1e3);
+
+    if (!options.export_path.empty()) {
+        ProgressBar bar("export", "MiB");
+        ExportOptions export_options;
+        if (!report.Quiet())
+            export_options.progress = [&](double fraction) { bar.Update(fraction, fraction * options.bytes / 1048576.0); };
+        ExportSummary summary;
+        std::string error;
+        const auto export_started = Clock::now();
+        if (!ExportWaveToHdf5(item.get(), options.export_path, export_options, summary, error)) {
+            fmt::print(stderr, "wavestore_demo: {}: {}\n", options.export_path, error);
+            return kExitFailure;
+        }
+        if (!report.Quiet()) bar.Finish(options.bytes / 1048576.0);
+        report.Line("exported {} samples, {} areas and {} index columns to {} in {:.2f} s", summary.samples,
+                    summary.areas, summary.index_entries, options.export_path, Seconds(export_started));
+    }
 
     uint64_t pool = 0, pool_max = 0;
     double used = 0, used_of_max = 0;
@@ -213,7 +240,7 @@ int main(int argc, char** argv) {
     report.Line("wavestore demo host: pool of {} MiB, {} MiB of {} samples", options->pool_mib,
                 options->bytes >> 20, options->element_type);
 
-    int result = 1;
+    int result = kExitFailure;
     if (options->element_type == "float")
         result = RunCapture<float>(*options, scope, report);
     else if (options->element_type == "int16")
@@ -224,8 +251,8 @@ int main(int argc, char** argv) {
 
     const auto path = std::filesystem::path(options->output) / "report.txt";
     if (!report.Save(path)) {
-        fmt::print(stderr, "wavestore_demo: cannot write {}\n", path.string());
-        return 1;
+        fmt::print(stderr, "wavestore_demo: {}: cannot write the report\n", path.string());
+        return kExitFailure;
     }
     if (!options->quiet) fmt::print("report: {}\n", path.string());
     return 0;

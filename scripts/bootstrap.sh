@@ -3,7 +3,8 @@
 set -euo pipefail
 
 packages=(g++ cmake make pkg-config libpugixml-dev libfmt-dev libspdlog-dev libssl-dev
-          libgtest-dev libgmock-dev libbenchmark-dev libhdf5-dev libcli11-dev libpng-dev)
+          libgtest-dev libgmock-dev libbenchmark-dev libhdf5-dev libcli11-dev libpng-dev
+          libcairo2-dev nlohmann-json3-dev)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -9,4 +9,5 @@ cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Debug -DWAVESTORE_SANITIZE=addre
 cmake --build "$build" -j2
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$root/tests/lsan.supp}
 ctest --test-dir "$build" --output-on-failure -j2 "$@"

@@ -1,5 +1,6 @@
 #include "demo/options.h"
 
+#include "common/program.h"
 #include "host/string_utils.h"
 
 #include <CLI/CLI.hpp>
@@ -36,15 +37,18 @@ std::optional<DemoOptions> ParseDemoOptions(int argc, char** argv, int& exit_cod
     app.add_option("-d,--definition", options.definition, "XML item definition of the capture")
         ->check(CLI::ExistingFile);
     app.add_flag("-q,--quiet", options.quiet, "no progress, only the report file");
+    app.add_flag("--svg", options.svg, "write the pictures as SVG instead of PNG");
+    app.add_option("-e,--export", options.export_path, "export the capture to this HDF5 file");
+    app.set_version_flag("--version", WavestoreVersionText());
     try {
         app.parse(argc, argv);
         options.bytes = ParseSize(size);
     } catch (const CLI::ParseError& error) {
-        exit_code = app.exit(error);
+        exit_code = app.exit(error) == 0 ? kExitOk : kExitUsage;
         return std::nullopt;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "wavestore_demo: bad --size \"%s\": %s\n", size.c_str(), error.what());
-        exit_code = 2;
+        exit_code = kExitUsage;
         return std::nullopt;
     }
     return options;

@@ -12,8 +12,10 @@ struct DemoOptions {
     std::string output = "wavestore-demo-output";
     std::string definition;              // an XML item definition; empty: the built-in one
     bool quiet = false;
+    bool svg = false;         // pictures as SVG instead of PNG
+    std::string export_path;  // an HDF5 file to export the capture to; empty: none
 };
 
 // Parses the command line. On bad options prints a clear message and gives the exit
-// code in exit_code (0 for --help); otherwise gives the options.
+// code in exit_code (2; 0 for --help and --version); otherwise gives the options.
 std::optional<DemoOptions> ParseDemoOptions(int argc, char** argv, int& exit_code);

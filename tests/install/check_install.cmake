@@ -1,4 +1,5 @@
-# cmake -P script: install, configure and build the consumer, run it.
+# cmake -P script: install, configure and build the consumer, run it, and run the
+# installed programs.
 file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
 
@@ -31,3 +32,16 @@ run(${CMAKE_COMMAND} -S ${WORK_DIR}/consumer -B ${WORK_DIR}/build -DCMAKE_PREFIX
     -DCMAKE_BUILD_TYPE=${BUILD_TYPE} "-DCMAKE_CXX_FLAGS=${flags}" "-DCMAKE_EXE_LINKER_FLAGS=${flags}")
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 run(${WORK_DIR}/build/consumer)
+
+# The installed programs: --help, --version, and a real job each.
+run(${prefix}/bin/wavestore_demo --help)
+run(${prefix}/bin/wavestore_demo --version)
+run(${prefix}/bin/wavestore_cache_info --help)
+run(${prefix}/bin/wavestore_demo --quiet --size 1M --pool 16 --output ${WORK_DIR}/demo
+    --export ${WORK_DIR}/demo/capture.h5)
+foreach(picture whole.png zoom-1pct.png zoom-0.01pct.png fill-linear.png capture.h5 report.txt)
+  if(NOT EXISTS ${WORK_DIR}/demo/${picture})
+    message(FATAL_ERROR "the installed demo left no ${picture}")
+  endif()
+endforeach()
+run(${prefix}/bin/wavestore_cache_info --json ${WORK_DIR}/demo/capture.h5)

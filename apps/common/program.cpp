@@ -1,0 +1,3 @@
+#include "common/program.h"
+
+const char* WavestoreVersionText() { return "wavestore " WAVESTORE_VERSION; }
