@@ -112,6 +112,8 @@ bool BasicWaveDataSet<T>::FinishConfig(ILocalSource* source, IBaseCtr* item, con
             cycler->Config(BasicWaveCycler::kSize, cycle->step);
         }
         item->AddChildItem(tool, "CircleTool", true);
+        // Looked up without inserting: a device dataset may not have linked them yet, and
+        // an empty entry in the map would break every walk over the storages.
         cycler->ConfigStorages(GetStorage("Wave"), GetStorage("Index"), GetStorage("Area"));
         cycler->InitEvents(item);
     }
