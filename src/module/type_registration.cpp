@@ -6,6 +6,7 @@
 #include "host/item_binding.h"
 #include "reader/data_piece.h"
 #include "wave/basic_wave_dataset.h"
+#include "wave/device_wave_dataset.h"
 
 void RegisterModuleTypes(ILocalSource* source) {
     RegisterRecordTypes(source);
@@ -14,5 +15,6 @@ void RegisterModuleTypes(ILocalSource* source) {
     RegisterClassType<BasicWaveDataSet<float>>("WAVEDATASET[FLOAT]", source);
     RegisterClassType<BasicWaveDataSet<int16_t>>("WAVEDATASET[INT16]", source);
     RegisterClassType<BasicWaveDataSet<double>>("WAVEDATASET[DOUBLE]", source);
+    RegisterClassType<DeviceWaveDataSet<float>>("DEVWAVEDATASET[FLOAT]", source);
     RegisterPieceType(source);
 }

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+class IBaseCtr;
+
 // Control of a source's own saving to file.
 class ISerializeCtr {
 public:
@@ -28,6 +30,9 @@ public:
     virtual double GetSampRate() { return 0; }
     virtual double GetTimeStamp() { return 0; }
     virtual std::string GetChannelName() { return {}; }
+    // The dataset item that the source writes into (a wave dataset hands itself over
+    // by the link "DataCH" or the command "SetChannelDataset"). Default: ignored.
+    virtual void SetDataset(IBaseCtr*) {}
 
     void InitFile() override {}
     void IsSerializeFile(bool) override {}

@@ -9,17 +9,24 @@
 //
 // Item face: the child "WaveParam", the attribute "ElementType", the commands "lock",
 // "unlock", "clear" / "WaveClear" (events "PostClear", then the clear, then
-// "AfterClear"), and the shared dataset commands. Interface queries give the dataset,
-// its three fillers, a new wave reader per query (IBasicWaveReader or
-// CBasicWaveReader<T>, owned by the answer), and IReader on "Wave", "Index" or "Area".
+// "AfterClear"), "DataRefleshIgnor" (a fill by the child "Filler", then "Update"),
+// "SetChannelDataset" and the link "DataCH" (the dataset item handed to a data channel),
+// and the shared dataset commands. The configuration entry "cycle=SIZE(..)/TIME(..)"
+// sets a limit (checked after each sample push) and the cycler child "CircleTool";
+// the type functions "SetCycleSize", "SetCycleTime" and "DisableCycle" change the limit.
+// Interface queries give the dataset, its three fillers, a new wave reader per query
+// (IBasicWaveReader or CBasicWaveReader<T>, owned by the answer), and IReader on
+// "Wave", "Index" or "Area".
 
 #include "dataset/dataset_base.h"
 #include "dataset/records.h"
 #include "reader/basic_wave_reader.h"
 
+#include <atomic>
 #include <memory>
 #include <string>
 
+class BasicWaveChecker;
 class IBaseCtr;
 class IItemType;
 class ILocalSource;
@@ -47,6 +54,8 @@ public:
     bool InitItem(IBaseCtr* item);
     bool FinishConfig(ILocalSource* source, IBaseCtr* item, const std::string& config);
     bool OnCMD(const std::string& command, IBaseCtr* argument);
+    // "DataCH": item's data channel is handed this dataset's item. Always true.
+    bool SetLinkItem(IBaseCtr* item, const std::string& name);
     std::string GetAttribute(const std::string& name) const;
     std::shared_ptr<CtrVar> GetExtendCtr(const VellumTypeID& type, bool flag, const std::string& name) override;
 
@@ -59,13 +68,24 @@ protected:
     // For subclasses that bind their storages themselves: makes none.
     explicit BasicWaveDataSet(void*);
 
+    // The cycle limit, checked after each sample push; they need InitItem done and a
+    // "Wave" storage, and do nothing otherwise.
+    void SetCycleSize(unsigned long long bytes);
+    void SetCycleTime(double seconds);
+    void DisableCycle();
+
 private:
     // A reader of one storage, null for an id the dataset doesn't have.
     template <class R>
     std::unique_ptr<IReader> StructReader(const std::string& id) const;
     unsigned long long Append(const char* id, const void* data, unsigned long long count);
+    // The checker, made on "Wave" on first use; null without an item or "Wave".
+    BasicWaveChecker* Checker();
+    void HandOverTo(IBaseCtr* channel_item);
+    void RefreshFromFiller();
 
     IBaseCtr* item_ = nullptr;
+    std::atomic<BasicWaveChecker*> checker_{nullptr};  // owned; read by the pushing thread
 };
 
 extern template class BasicWaveDataSet<int8_t>;

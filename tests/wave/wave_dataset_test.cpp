@@ -7,6 +7,7 @@
 #include "host/xml_items.h"
 #include "host/local_source.h"
 #include "storage/storage_base.h"
+#include "support/test_wave.h"
 #include "wave/basic_wave_dataset.h"
 
 #include <gtest/gtest.h>
@@ -17,10 +18,11 @@
 
 namespace {
 
+// The module's scope of the test program (a class is registered once per process, so
+// every test file creates its wave items there), with the long double wave added.
 CLocalSource& Scope() {
     static CLocalSource* scope = [] {
-        auto* s = new CLocalSource("wave-tests", GetRootLocal());
-        RegisterClassType<BasicWaveDataSet<float>>("WAVEDATASET[FLOAT]", s);
+        CLocalSource* s = &testing_support::ModuleScope();
         RegisterClassType<BasicWaveDataSet<LongDouble>>("WAVEDATASET[LONGDOUBLE]", s);
         return s;
     }();
@@ -90,7 +92,6 @@ TEST(WaveDataSet, ItemFaceAnswersAttributesFillersAndCommands) {
 }
 
 TEST(WaveDataSet, AnXmlDefinitionWithAxesGivesTheToolsItsPeriods) {
-    RegisterModuleTypes(&Scope());
     auto items = CreateItemsFromXml(&Scope(), R"xml(
         <items>
           <item name="capture" type="WAVEDATASET[FLOAT]" config="disable_throttle">
