@@ -82,7 +82,8 @@ void Draw(cairo_t* cr, const WavePlot& plot, unsigned width, unsigned height) {
         cairo_line_to(cr, x, area.top + area.height + 4);
         cairo_stroke(cr);
         SetColour(cr, kText);
-        Text(cr, x, area.top + area.height + 8, (relative ? "+" : "") + FormatTime(t, time_step), 0.5, 0);
+        const std::string label = FormatTime(t, time_step);
+        Text(cr, x, area.top + area.height + 8, relative ? fmt::format("+{}", label) : label, 0.5, 0);
     }
     const int value_ticks = std::max(2, static_cast<int>(area.height / 40));
     const double value_step = NiceStep(value_lo, value_hi, value_ticks);
