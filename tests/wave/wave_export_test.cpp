@@ -17,7 +17,6 @@
 
 namespace fs = std::filesystem;
 using namespace wave_record_test;
-using testing_support::TestWave;
 
 namespace {
 
@@ -72,7 +71,7 @@ protected:
         return package;
     }
 
-    TestWave<double> wave_{"WAVEDATASET[DOUBLE]", kPeriod, kIndexStep};
+    RecordWave wave_{kPeriod, kIndexStep};
     fs::path dir_;
 };
 

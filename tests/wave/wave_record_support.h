@@ -16,6 +16,32 @@
 
 namespace wave_record_test {
 
+// A wave dataset item of doubles with a size axis. Made by type id, so that it works
+// whichever scope of the test program registered the module's types first.
+struct RecordWave {
+    std::unique_ptr<IBaseCtr> item;
+    BasicWaveDataSet<double>* dataset = nullptr;
+    IDatasetAxis* axis = nullptr;
+
+    RecordWave(double period, uint64_t index_step) {
+        testing_support::ModuleScope();
+        item.reset(CreateItemByTypeID(VellumTypeOf<BasicWaveDataSet<double>>(), "wave"));
+        IBaseCtr* size_axis = CreateItemByTypeID(VellumTypeOf<CDatasetAxis>(), "sizeAxis");
+        item->AddChildItem(size_axis, "sizeAxis", true);
+        axis = QueryInterface<IDatasetAxis>(size_axis).get();
+        axis->SetRatioOffset(0.0, period);
+        axis->SetIndexStep(index_step);
+        dataset = QueryInterface<BasicWaveDataSet<double>>(item.get()).get();
+    }
+
+    std::unique_ptr<CBasicWaveReader<double>> MakeReader() {
+        return std::make_unique<CBasicWaveReader<double>>(
+            item.get(), std::make_shared<BaseStructReader<double>>(dataset->GetStorage("Wave")),
+            std::make_shared<BaseStructReader<MinMaxData<double>>>(dataset->GetStorage("Index")),
+            std::make_shared<BaseStructReader<ValidDataArea>>(dataset->GetStorage("Area")));
+    }
+};
+
 inline constexpr double kPeriod = 1e-3;
 inline constexpr uint64_t kIndexStep = 100;  // samples per column
 

@@ -17,7 +17,6 @@
 
 namespace fs = std::filesystem;
 using namespace wave_record_test;
-using testing_support::TestWave;
 
 namespace {
 
@@ -48,7 +47,7 @@ struct Snapshot {
     double begin = 0, end = 0;
 };
 
-Snapshot Take(TestWave<double>& wave) {
+Snapshot Take(RecordWave& wave) {
     Snapshot shot;
     shot.samples = ReadAll<double>(*wave.dataset->GetStorage("Wave"));
     shot.columns = ReadAll<MinMaxData<double>>(*wave.dataset->GetStorage("Index"));
@@ -64,7 +63,7 @@ TEST_F(WaveRecord, ALoadedWaveReadsTheSameThroughItsReader) {
     Configuration config;
     Snapshot saved;
     {
-        TestWave<double> wave("WAVEDATASET[DOUBLE]", kPeriod, kIndexStep);
+        RecordWave wave(kPeriod, kIndexStep);
         wave.item->SetAttribute("exportable", "1");
         wave.item->AddChildItem(Eval("STRING = recorded", nullptr), "ST_DataState", true);
         Produce(*wave.dataset);
@@ -85,7 +84,7 @@ TEST_F(WaveRecord, ALoadedWaveReadsTheSameThroughItsReader) {
     ProjectFileManager::instance().SetProjectFolder(dir_.string());
     Configuration loaded_config;
     ASSERT_TRUE(loaded_config.LoadFromFile((dir_ / "project.xml").string()));
-    TestWave<double> wave("WAVEDATASET[DOUBLE]", 0.5, 7);  // axes not yet as saved
+    RecordWave wave(0.5, 7);  // axes not yet as saved
     ASSERT_TRUE(QueryInterface<ISerializable>(wave.item.get())->Deserialize(Context(loaded_config)));
 
     EXPECT_DOUBLE_EQ(wave.axis->GetRatio(), kPeriod);
