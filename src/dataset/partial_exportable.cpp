@@ -27,14 +27,14 @@ bool ReadSeconds(const std::map<std::string, std::string>& values, const char* k
 
 }  // namespace
 
-bool ReadExportParameters(IBaseCtr* item, ExportParameters& out) {
+bool ReadExportParameters(IBaseCtr* item, ExportParameters& out, bool with_range) {
     if (item == nullptr) return false;
     const std::string text = ValueText(item->GetChildItem("ExportParam"));
     const auto values = ParseConfigString(text);
     ExportParameters read;
     auto path = values.find("path");
-    if (!ReadSeconds(values, "begin", read.begin) || !ReadSeconds(values, "end", read.end) ||
-        path == values.end() || path->second.empty()) {
+    const bool range = ReadSeconds(values, "begin", read.begin) && ReadSeconds(values, "end", read.end);
+    if ((with_range && !range) || path == values.end() || path->second.empty()) {
         CLogger::DefaultLogger().Warning("Dataset @{} Export: bad ExportParam \"{}\"", fmt::ptr(item), text);
         return false;
     }

@@ -7,7 +7,8 @@
 // from the dataset item's children:
 //   "ExportParam"  a text value "begin=<s>,end=<s>,path=<folder>[,shift=<s>]"; times in
 //                  seconds on the dataset's time axis, shift subtracted from the times
-//                  written (default 0);
+//                  written (default 0). The package is made in path; the range is what
+//                  the "Export" command adds;
 //   "DataCH"       optional: the destination's name, a sub-folder of path. Its text
 //                  value, or the channel name of the IDataChannel it stands for.
 
@@ -40,5 +41,5 @@ struct ExportParameters {
 };
 
 // Reads "ExportParam" and "DataCH" of item. False (logged) when item is null, or the
-// text lacks a number for begin or end, or a path.
-bool ReadExportParameters(IBaseCtr* item, ExportParameters& out);
+// text lacks a path, or (with_range) a number for begin or end.
+bool ReadExportParameters(IBaseCtr* item, ExportParameters& out, bool with_range = true);

@@ -67,7 +67,7 @@ bool BasicWaveDataSet<T>::InitializeExport(bool with_files) {
     __internal::WaveExportState<T>& state = *export_state_;
     state.Reset();
     ExportParameters parameters;
-    if (!ReadExportParameters(item_, parameters)) return false;
+    if (!ReadExportParameters(item_, parameters, false)) return false;
     state.with_files = with_files;
     state.running = true;
     state.source.reset(CreateBasicWaveReader());
