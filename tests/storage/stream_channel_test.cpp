@@ -1,15 +1,12 @@
 // A channel on a file that an export package owns: positioned reads and writes,
-// appends, and a file that was closed under it.
+// appends, and a file that was closed under it. (Storages on it: the export tests.)
 
-#include "storage/block_storage.h"
 #include "storage/stream_channel.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <numeric>
-#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -52,22 +49,6 @@ TEST_F(StreamChannelTest, ReadsWritesAndAppendsAtTheirOffsets) {
     EXPECT_EQ(channel.Size(), 0u);
     EXPECT_EQ(channel.Read(buffer, 4, 0), 0);
     EXPECT_EQ(channel.Write("z", 1, 0), 0);
-}
-
-TEST_F(StreamChannelTest, AStorageSyncsItsBlocksIntoTheFile) {
-    auto channel = std::make_shared<StreamChannel>(file_, "Index");
-    std::vector<uint32_t> units(300000);
-    std::iota(units.begin(), units.end(), 3u);
-    {
-        CStorage storage(channel, 4);
-        ASSERT_EQ(storage.Write(units.data(), units.size()), units.size());
-        storage.Sync();
-    }
-    ASSERT_EQ(file_->GetLength(), static_cast<int64_t>(units.size() * 4));
-    std::vector<uint32_t> back(units.size());
-    file_->Seek(0, Tessel::CFile::SeekBegin);
-    ASSERT_EQ(file_->Read(back.data(), back.size() * 4), static_cast<int64_t>(back.size() * 4));
-    EXPECT_EQ(back, units);  // a storage going away leaves a stream as it is
 }
 
 }  // namespace
