@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 namespace {
@@ -20,6 +21,13 @@ constexpr uint64_t kCopyBytes = 0x100000;
 double NsToExactSeconds(int64_t ns) {
     const double half = ns < 0 ? -0.5 : 0.5;
     return (static_cast<double>(ns) + half) * 1e-9;
+}
+
+// ns - shift, held within the 64-bit range.
+int64_t ShiftedNs(int64_t ns, int64_t shift) {
+    int64_t shifted = 0;
+    if (!__builtin_sub_overflow(ns, shift, &shifted)) return shifted;
+    return shift > 0 ? std::numeric_limits<int64_t>::min() : std::numeric_limits<int64_t>::max();
 }
 
 // to - from for from <= to, without overflow.
@@ -142,7 +150,8 @@ bool BasicWaveDataSet<T>::AddRange(const Vellum::Var& begin_var, const Vellum::V
             const auto step = static_cast<uint64_t>(sample_ns);
             first = distance / step + (distance % step != 0 ? 1 : 0);
         }
-        const uint64_t last = std::min<uint64_t>(Distance(area.start_time, end_ns) / static_cast<uint64_t>(sample_ns), span);
+        const uint64_t last =
+            std::min<uint64_t>(Distance(area.start_time, end_ns) / static_cast<uint64_t>(sample_ns), span);
         if (first > last) continue;
         const int64_t first_ns = area.start_time + static_cast<int64_t>(first) * sample_ns;
         bool started = false;
@@ -153,7 +162,7 @@ bool BasicWaveDataSet<T>::AddRange(const Vellum::Var& begin_var, const Vellum::V
             if (started)
                 producer.Append(buffer.data(), got);
             else
-                producer.Append(NsToExactSeconds(first_ns - shift_ns), buffer.data(), got);
+                producer.Append(NsToExactSeconds(ShiftedNs(first_ns, shift_ns)), buffer.data(), got);
             started = true;
             pos += got;
         }
