@@ -49,6 +49,7 @@
 #include "storage/raw_data_views.h"
 #include "storage/storage_base.h"
 #include "storage/storage_sync_manager.h"
+#include "storage/stream_channel.h"
 #include "storage/time_index.h"
 
 // Dataset core: records, axes, tools, dataset base.
@@ -59,14 +60,17 @@
 #include "dataset/dataset_tool.h"
 #include "dataset/element_types.h"
 #include "dataset/long_double.h"
+#include "dataset/partial_exportable.h"
 #include "dataset/record_types.h"
 #include "dataset/records.h"
 #include "dataset/serialization_helper.h"
+#include "dataset/tagged_table.h"
 #include "dataset/time_rules.h"
 
 // Wave datasets and their producers.
 #include "wave/basic_wave_dataset.h"
 #include "wave/struct_reader.h"
+#include "wave/wave_partial_export.h"
 #include "wave/wave_producer.h"
 
 // Wave readers and data pieces.

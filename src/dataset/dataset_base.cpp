@@ -1,5 +1,6 @@
 #include "dataset/dataset_base.h"
 
+#include "dataset/partial_exportable.h"
 #include "dataset/serialization_helper.h"
 #include "dataset/storage_groups.h"
 #include "host/base_ctr.h"
@@ -20,6 +21,13 @@ void DataSetBase::SetSerialization(std::unique_ptr<DataSetSerializationHelper> h
 std::shared_ptr<CtrVar> DataSetBase::GetExtendCtr(const VellumTypeID& type, bool, const std::string&) {
     if (type == VellumTypeOf<DataSetBase>()) return MakeCtrVar<DataSetBase>(this);
     if (type == VellumTypeOf<IDataSet>()) return MakeCtrVar<IDataSet>(this);
+    if (type == VellumTypeOf<ISerializable>() && serialization_)
+        return MakeCtrVar<ISerializable>(serialization_.get());
+    // Datasets that can export a time range of themselves derive from the interface.
+    if (type == VellumTypeOf<IPartialExportable>()) {
+        if (auto* exportable = dynamic_cast<IPartialExportable*>(this))
+            return MakeCtrVar<IPartialExportable>(exportable);
+    }
     return {};
 }
 

@@ -34,7 +34,9 @@ public:
     DataSetBase(const DataSetBase&) = delete;
     DataSetBase& operator=(const DataSetBase&) = delete;
 
-    // Answers DataSetBase and IDataSet with this object; anything else is empty.
+    // Answers DataSetBase and IDataSet with this object, ISerializable with the
+    // serialization helper if set, IPartialExportable if this dataset is one; anything
+    // else is empty.
     virtual std::shared_ptr<CtrVar> GetExtendCtr(const VellumTypeID& type, bool flag, const std::string& name);
     virtual void OnDataChanged() {}
     virtual void OnClear() {}

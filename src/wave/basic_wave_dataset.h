@@ -19,6 +19,7 @@
 // "Wave", "Index" or "Area".
 
 #include "dataset/dataset_base.h"
+#include "dataset/partial_exportable.h"
 #include "dataset/records.h"
 #include "reader/basic_wave_reader.h"
 
@@ -31,11 +32,20 @@ class IBaseCtr;
 class IItemType;
 class ILocalSource;
 
+namespace __internal {
+// The record of a wave dataset's partial export, made with the dataset (wave_partial_export.cpp).
+template <class T>
+struct WaveExportState;
+template <class T>
+std::shared_ptr<WaveExportState<T>> MakeWaveExportState();
+}  // namespace __internal
+
 template <class T>
 class BasicWaveDataSet : public DataSetBase,
                          public StructFiller<T>,
                          public StructFiller<MinMaxData<T>>,
-                         public StructFiller<ValidDataArea> {
+                         public StructFiller<ValidDataArea>,
+                         public IPartialExportable {
 public:
     BasicWaveDataSet();
     ~BasicWaveDataSet() override;
@@ -64,6 +74,11 @@ public:
     // A new reader of this dataset's three storages; the caller owns it.
     CBasicWaveReader<T>* CreateBasicWaveReader() const;
 
+    // Partial export of time ranges into an export package (wave_partial_export.cpp).
+    bool InitializeExport(bool with_files) override;
+    bool AddRange(const Vellum::Var& begin, const Vellum::Var& end, const Vellum::Var& shift) override;
+    bool FinalizeExport() override;
+
 protected:
     // For subclasses that bind their storages themselves: makes none.
     explicit BasicWaveDataSet(void*);
@@ -86,6 +101,7 @@ private:
 
     IBaseCtr* item_ = nullptr;
     std::atomic<BasicWaveChecker*> checker_{nullptr};  // owned; read by the pushing thread
+    std::shared_ptr<__internal::WaveExportState<T>> export_state_ = __internal::MakeWaveExportState<T>();
 };
 
 extern template class BasicWaveDataSet<int8_t>;
