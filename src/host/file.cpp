@@ -1,5 +1,7 @@
 #include "host/file.h"
 
+#include "host/file_faults.h"
+
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -95,6 +97,10 @@ int64_t CFile::GetPosition() const {
 
 int64_t CFile::Read(void* buffer, uint64_t bytes) {
     if (fd_ < 0 || !(mode_ & ModeRead)) return -1;
+    if (FileFaultInjected(FileOperation::Read, path_)) {
+        errno = EIO;
+        return -1;
+    }
     auto* out = static_cast<char*>(buffer);
     uint64_t done = 0;
     while (done < bytes) {
@@ -111,6 +117,10 @@ int64_t CFile::Read(void* buffer, uint64_t bytes) {
 
 int64_t CFile::Write(const void* buffer, uint64_t bytes) {
     if (fd_ < 0 || !(mode_ & ModeWrite)) return -1;
+    if (FileFaultInjected(FileOperation::Write, path_)) {
+        errno = EIO;
+        return -1;
+    }
     const auto* in = static_cast<const char*>(buffer);
     uint64_t done = 0;
     while (done < bytes) {
@@ -128,6 +138,10 @@ int64_t CFile::Write(const void* buffer, uint64_t bytes) {
 bool CFile::Flush() {
     if (fd_ < 0) return false;
     if (!(mode_ & ModeWrite)) return true;
+    if (FileFaultInjected(FileOperation::Flush, path_)) {
+        errno = EIO;
+        return false;
+    }
     return ::fdatasync(fd_) == 0;
 }
 

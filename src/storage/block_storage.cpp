@@ -97,15 +97,19 @@ uint64_t CStorage::Write(const void* data, uint64_t count) {
         // One look-up: the cached block of this position (the partial tail), or none.
         BlockHandle tail = cache.AcquireCached(Key(block), BlockHandle::kWrite);
         if (!tail.Block()) {
-            if (tail_pinned_ && block != 0) {
+            if (tail_block_) {
                 // The filled block goes to the sync service, unless its cache entry was
                 // dropped meanwhile (the extra pin went with it).
-                BlockHandle previous = cache.AcquireCached(Key(block - 1), BlockHandle::kRead);
-                if (previous.Block()) {
+                BlockHandle previous = cache.AcquireCached(tail_key_, BlockHandle::kRead);
+                if (previous.Block() == tail_block_ && block != 0 && tail_key_ == Key(block - 1)) {
                     previous->RemovePin();
                     Dispatch(std::move(previous), UsableBlockBytes() * (block - 1));
+                } else if (previous.Block() == tail_block_) {
+                    // The size was cut under the writer (a channel read failed): the old
+                    // tail is not the block before this one, and it isn't written.
+                    previous->RemovePin();
                 }
-                tail_pinned_ = false;
+                tail_block_.reset();
             }
             const uint64_t n = std::min(count - done, units_per_block);
             BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kWrite);
@@ -114,7 +118,8 @@ uint64_t CStorage::Write(const void* data, uint64_t count) {
                 SystemSleep(TimeSpan::FromMilliseconds(1));
                 continue;
             }
-            tail_pinned_ = true;
+            tail_block_ = handle.Block();
+            tail_key_ = Key(block);
             handle->AddPin();
             std::memcpy(handle->data, source + unit_size_ * done, unit_size_ * n);
             handle->length = static_cast<uint32_t>(unit_size_ * n);
@@ -145,7 +150,13 @@ void CStorage::Dispatch(BlockHandle handle, uint64_t offset) {
         (*sync)->SetState(__internal::kSyncing);
         if (std::shared_ptr<SyncControlBlock> live = weak.lock()) {
             std::lock_guard lock(live->mutex);
-            if (live->channel) live->channel->Write((*sync)->data, (*sync)->length, offset);
+            // The result is not looked at: an incomplete write, an error or an
+            // exception all leave the block counted as clean, and the writer waiting
+            // on pending must always see it go down.
+            try {
+                if (live->channel) live->channel->Write((*sync)->data, (*sync)->length, offset);
+            } catch (const std::exception&) {
+            }
             --live->pending;
         }
         sync->Release();
@@ -412,7 +423,12 @@ void CStorage::PeriodicSync() {
             handle->SetState(__internal::kSyncQueued);
             handle->SetState(__internal::kSyncing);
             const uint32_t length = handle->length;
-            const int64_t written = channel_->Write(handle->data, length, UsableBlockBytes() * block);
+            int64_t written = -1;
+            try {
+                written = channel_->Write(handle->data, length, UsableBlockBytes() * block);
+            } catch (const std::exception&) {
+                // A channel that throws has written nothing: the same as a full disk.
+            }
             wrote = true;
             if (written != static_cast<int64_t>(length)) {
                 CLogger::DefaultLogger().Error("Storage Write Failed! Maybe Disk Full?");
@@ -456,18 +472,20 @@ int CStorage::Clear() {
         control_ = std::make_shared<SyncControlBlock>(channel_);
     }
     BlockCache& cache = BlockCache::Instance();
-    if (tail_pinned_ && size_ != 0 && BlockUnits() != 0 && cache.Contains(Key((size_ - 1) / BlockUnits()))) {
+    if (tail_block_) {
         std::lock_guard lock(cache.Mutex());
-        BlockHandle tail = cache.Acquire(Key((size_ - 1) / BlockUnits()), BlockHandle::kRead);
-        tail->RemovePin();
-        if (tail->state.load() != __internal::kClean) {
-            // Unwritten: the data is dropped with the storage's content.
-            tail->SetState(__internal::kSyncQueued);
-            tail->SetState(__internal::kSyncing);
-            tail->SetState(__internal::kClean);
+        if (cache.Find(tail_key_) == tail_block_) {
+            BlockHandle tail = cache.Acquire(tail_key_, BlockHandle::kRead);
+            tail->RemovePin();
+            if (tail->state.load() != __internal::kClean) {
+                // Unwritten: the data is dropped with the storage's content.
+                tail->SetState(__internal::kSyncQueued);
+                tail->SetState(__internal::kSyncing);
+                tail->SetState(__internal::kClean);
+            }
         }
     }
-    tail_pinned_ = false;
+    tail_block_.reset();
     size_ = 0;
     synced_ = 0;
     start_ = 0;

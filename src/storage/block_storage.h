@@ -90,7 +90,11 @@ private:
     std::atomic<bool> sync_busy_{false};
     std::atomic<bool> throttle_{true};
     bool cached_ = true;
-    bool tail_pinned_ = false;
+    // The block that holds the writer's extra pin, and its key: the pin is removed from
+    // that very block, even if a failed read has cut the size or the cache has put
+    // another block under the key since.
+    std::shared_ptr<__internal::CacheBlock> tail_block_;
+    uint64_t tail_key_ = 0;
     WriteCallback write_callback_;
     mutable std::mutex control_mutex_;
     std::shared_ptr<__internal::SyncControlBlock> control_;

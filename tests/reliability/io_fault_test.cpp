@@ -1,0 +1,182 @@
+// I/O errors at every call: three storages on channels of which the N-th write (or read)
+// fails, once or from then on, by an error result or by an exception, for every N that
+// a clean run of the scenario makes, through a pool smaller than the data. Whatever
+// fails: no crash, no hang, no wrong sample (a read may come back short where a block
+// was never written), and after the faults end the storages keep working. The same on
+// real version-1 cache files whose file layer fails with EIO.
+
+#include "host/file_faults.h"
+#include "reliability/fault_channel.h"
+#include "storage/block_storage.h"
+#include "storage/device_channels.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <future>
+#include <memory>
+#include <numeric>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using reliability::FailureKind;
+using reliability::FaultChannel;
+using reliability::FaultPlan;
+
+constexpr uint64_t kUnitsPerStorage = 512 * 1024;  // 2 MiB of 4-byte units each, 6 MiB in all
+constexpr uint64_t kBatch = 16 * 1024;
+
+// Runs body on a thread of its own; a body that doesn't end in time is a hang, and the
+// test program stops at once rather than stall the suite.
+template <class Body>
+void WithinDeadline(const std::string& what, Body body) {
+    std::packaged_task<void()> task(body);
+    std::future<void> done = task.get_future();
+    std::thread runner(std::move(task));
+    if (done.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
+        ADD_FAILURE() << "hang: " << what;
+        std::fprintf(stderr, "hang: %s\n", what.c_str());
+        std::_Exit(3);
+    }
+    runner.join();
+    done.get();
+}
+
+uint32_t Value(int storage, uint64_t position) { return static_cast<uint32_t>(position * 3 + storage); }
+
+// Appends to the three storages in turn, syncing now and then as the periodic timer
+// would, then reads everything back. Every unit read must be right; a read may end
+// short. Gives the units that could not be read.
+uint64_t RunScenario(std::vector<std::unique_ptr<CStorage>>& storages) {
+    std::vector<uint32_t> batch(kBatch);
+    for (uint64_t done = 0; done < kUnitsPerStorage; done += kBatch) {
+        for (int s = 0; s < 3; ++s) {
+            for (uint64_t i = 0; i < kBatch; ++i) batch[i] = Value(s, done + i);
+            EXPECT_EQ(storages[s]->Write(batch.data(), kBatch), kBatch);
+        }
+        if (done % (256 * 1024) == 0) storages[done / kBatch % 3]->Sync();
+    }
+    for (auto& storage : storages) storage->Sync();
+    uint64_t missing = 0;
+    for (int s = 0; s < 3; ++s) {
+        CStorage& storage = *storages[s];
+        const uint64_t count = storage.Count();
+        EXPECT_LE(count, kUnitsPerStorage);
+        missing += kUnitsPerStorage - count;
+        for (uint64_t from = 0; from < count; from += kBatch) {
+            const uint64_t want = std::min(kBatch, count - from);
+            const uint64_t got = storage.Read(from, batch.data(), want);
+            missing += want - got;
+            for (uint64_t i = 0; i < got; ++i) {
+                if (batch[i] != Value(s, from + i)) {
+                    ADD_FAILURE() << "storage " << s << " unit " << from + i << " reads " << batch[i];
+                    return missing;
+                }
+            }
+        }
+    }
+    return missing;
+}
+
+// The storages start over once the faults end: everything reads back.
+void ExpectRecovery(std::vector<std::unique_ptr<CStorage>>& storages, FaultPlan& writes, FaultPlan& reads) {
+    writes.enabled = false;
+    reads.enabled = false;
+    for (auto& storage : storages) storage->Clear();
+    EXPECT_EQ(RunScenario(storages), 0u) << "after the faults ended";
+}
+
+std::vector<std::unique_ptr<CStorage>> MakeStorages(FaultPlan& writes, FaultPlan& reads) {
+    std::vector<std::unique_ptr<CStorage>> storages;
+    for (int s = 0; s < 3; ++s)
+        storages.push_back(std::make_unique<CStorage>(std::make_shared<FaultChannel>(&writes, &reads), 4));
+    return storages;
+}
+
+// The calls a clean run makes: the range of N to try.
+uint64_t CleanRunCalls(bool count_writes) {
+    FaultPlan writes, reads;
+    auto storages = MakeStorages(writes, reads);
+    writes.at = reads.at = ~uint64_t{0};  // counts calls, fails none in practice
+    EXPECT_EQ(RunScenario(storages), 0u);
+    return count_writes ? writes.calls.load() : reads.calls.load();
+}
+
+struct Variant {
+    bool writes;  // the fault hits writes, else reads
+    FailureKind kind;
+    bool persistent;
+};
+
+class EveryCall : public ::testing::TestWithParam<Variant> {};
+
+TEST_P(EveryCall, FailsWithoutCrashHangOrWrongSample) {
+    const Variant variant = GetParam();
+    const uint64_t calls = CleanRunCalls(variant.writes);
+    ASSERT_GT(calls, 100u);
+    testing_support::LogCapture log;
+    uint64_t short_runs = 0, failures = 0;
+    // Every N of the first 24 calls, then every 29th: the boundaries of the scenario's
+    // phases (first blocks, recycling, syncs, reads) all lie in reach, and the suite
+    // stays within a minute under the sanitizers.
+    for (uint64_t n = 1; n <= calls; n += n < 24 ? 1 : 29) {
+        FaultPlan writes, reads;
+        FaultPlan& plan = variant.writes ? writes : reads;
+        plan.at = n;
+        plan.persistent = variant.persistent;
+        plan.kind = variant.kind;
+        auto storages = MakeStorages(writes, reads);
+        WithinDeadline("fault at call " + std::to_string(n), [&] {
+            if (RunScenario(storages) != 0) ++short_runs;
+            failures += plan.failed;
+            ExpectRecovery(storages, writes, reads);
+        });
+        if (HasFailure()) {
+            ADD_FAILURE() << "first seen with the fault at call " << n;
+            break;
+        }
+    }
+    EXPECT_GT(failures, 0u);
+    RecordProperty("short_runs", static_cast<int>(short_runs));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, EveryCall,
+    ::testing::Values(Variant{true, FailureKind::ErrorResult, false}, Variant{true, FailureKind::ErrorResult, true},
+                      Variant{true, FailureKind::Exception, false}, Variant{true, FailureKind::Exception, true},
+                      Variant{false, FailureKind::ErrorResult, false}, Variant{false, FailureKind::Exception, true}),
+    [](const auto& test) {
+        return std::string(test.param.writes ? "Write" : "Read") +
+               (test.param.kind == FailureKind::Exception ? "Throws" : "Errs") +
+               (test.param.persistent ? "FromThenOn" : "Once");
+    });
+
+// Version-1 cache files whose file layer fails with EIO from the N-th write on: the
+// storages on them neither crash nor hang, not even in the Clear that follows.
+TEST(ManagedFiles, EioFromTheNthWriteOnNeitherCrashesNorHangs) {
+    for (uint64_t n : {1u, 2u, 5u, 17u, 60u, 150u}) {
+        std::atomic<uint64_t> writes{0};
+        Tessel::SetFileFaultHook([&](Tessel::FileOperation op, const std::string& path) {
+            return op == Tessel::FileOperation::Write && path.find(".wsc") != std::string::npos && ++writes >= n;
+        });
+        std::vector<std::unique_ptr<CStorage>> storages;
+        for (int s = 0; s < 3; ++s) storages.push_back(std::make_unique<CStorage>(CreateLocalFileCache(1), 4));
+        WithinDeadline("EIO from write " + std::to_string(n), [&] {
+            RunScenario(storages);
+            for (auto& storage : storages) storage->Clear();
+        });
+        Tessel::SetFileFaultHook({});
+        WithinDeadline("recovery after EIO from write " + std::to_string(n), [&] {
+            for (auto& storage : storages) storage->Clear();
+            EXPECT_EQ(RunScenario(storages), 0u) << "after EIO from write " << n;
+        });
+        if (HasFailure()) break;
+    }
+}
+
+}  // namespace
