@@ -57,16 +57,30 @@ uint64_t TrendColumns<T>::LowerBound(uint64_t time) {
 
 template <class T>
 void TrendColumns<T>::ScanInto(uint64_t p0, uint64_t p1, uint64_t t0, uint64_t t1, MinMaxData<double>& column) {
-    buffer_.resize(kScanRun);
-    while (p0 < p1) {
-        const uint64_t got = points_.Read(p0, buffer_.data(), std::min(kScanRun, p1 - p0));
-        if (got == 0) return;
-        for (uint64_t i = 0; i < got; ++i) {
-            const Point& point = buffer_[i];
+    auto merge = [&](const Point* points, uint64_t count) {
+        for (uint64_t i = 0; i < count; ++i) {
+            const Point& point = points[i];
             if (point.time < t0 || point.time > t1) continue;
             const double value = static_cast<double>(point.value);
             MergeValue(column, value, value);
         }
+    };
+    if (p1 > p0 && p1 - p0 <= kScanRun) {
+        // A bucket cut by a column boundary is scanned for both columns: read it once.
+        if (p0 != cut_first_ || p1 != cut_last_) {
+            cut_.resize(kScanRun);
+            cut_count_ = points_.Read(p0, cut_.data(), p1 - p0);
+            cut_first_ = p0;
+            cut_last_ = p1;
+        }
+        merge(cut_.data(), cut_count_);
+        return;
+    }
+    buffer_.resize(kScanRun);
+    while (p0 < p1) {
+        const uint64_t got = points_.Read(p0, buffer_.data(), std::min(kScanRun, p1 - p0));
+        if (got == 0) return;
+        merge(buffer_.data(), got);
         p0 += got;
     }
 }
@@ -107,6 +121,7 @@ const typename TrendColumns<T>::Entry* TrendColumns<T>::EntryAt(uint64_t k) {
 template <class T>
 void TrendColumns<T>::FillFromIndex(std::vector<MinMaxData<double>>& out) {
     window_first_ = window_count_ = 0;
+    cut_first_ = cut_last_ = cut_count_ = 0;
     const uint64_t entries = index_->Count();
     const Entry* header = EntryAt(0);
     if (header == nullptr) return;
@@ -120,6 +135,7 @@ void TrendColumns<T>::FillFromIndex(std::vector<MinMaxData<double>>& out) {
         return entry ? entry->position : 0;
     };
 
+    uint64_t previous_k = 0, previous_position = 0;  // the last entry read, and where it ends
     for (uint64_t column = 0; column < columns_; ++column) {
         const uint64_t t0 = Start(column);
         const uint64_t t1 = Start(column + 1) - 1;
@@ -127,10 +143,12 @@ void TrendColumns<T>::FillFromIndex(std::vector<MinMaxData<double>>& out) {
         const uint64_t gb = std::min(bucket(t1), base + last);
         if (ga > gb) continue;
         for (uint64_t k = ga - base; k <= gb - base; ++k) {
-            const uint64_t begin_position = position_before(k);
+            const uint64_t begin_position = k == previous_k + 1 ? previous_position : position_before(k);
             const Entry* found = EntryAt(k);
             if (found == nullptr) break;
             const Entry entry = *found;
+            previous_k = k;
+            previous_position = entry.position;
             const uint64_t g = base + k;
             const bool whole = k != 1 && (g - 1) * step_ + 1 >= t0 && g * step_ <= t1 &&
                                entry.count == entry.position - begin_position;

@@ -70,6 +70,11 @@ private:
     std::vector<Entry> window_;
     uint64_t window_first_ = 0;
     uint64_t window_count_ = 0;
+    // The points of the last cut bucket, positions [cut_first_, cut_last_).
+    std::vector<Point> cut_;
+    uint64_t cut_first_ = 0;
+    uint64_t cut_last_ = 0;
+    uint64_t cut_count_ = 0;
 };
 
 extern template class TrendColumns<int8_t>;
