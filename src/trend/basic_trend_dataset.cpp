@@ -172,8 +172,10 @@ template <class T>
 std::shared_ptr<CtrVar> BasicTrendDataSet<T>::GetExtendCtr(const VellumTypeID& type, bool flag,
                                                             const std::string& name) {
     if (type == VellumTypeOf<IBasicWaveReader>()) {
+        // The reader links its own tool to the item: the producer reloads the dataset's
+        // tool at its first point, on its own thread.
         auto reader = std::make_unique<TrendDataReader<T>>(
-            Item(), m_trendTool, std::make_shared<BaseStructReader<ElementType>>(GetStorage("__Trend__")),
+            Item(), CTrendTool(Item()), std::make_shared<BaseStructReader<ElementType>>(GetStorage("__Trend__")),
             std::make_shared<BaseStructReader<IndexStruct>>(GetStorage("__Index__")),
             std::make_shared<BaseStructReader<AreaStruct>>(GetStorage("__Area__")));
         return MakeOwnedCtrVar<IBasicWaveReader>(std::move(reader));

@@ -70,11 +70,11 @@ public:
     void SetLock(bool lock) const override;
     __internal::DataSetTool* GetTools() override { return nullptr; }
 
-    // The stored value at time t (in base time, nanoseconds); false where no point is in reach.
-    bool Lookup(int64_t tn, T& value);
-
 private:
     using Point = TrendPoint<T>;
+
+    // The stored value at time tn (base time, nanoseconds); false where no point is in reach.
+    bool Lookup(int64_t tn, T& value);
 
     // The stretch of positions [lo, hi] that the search for tn covers.
     void Bounds(int64_t tn, uint64_t& lo, uint64_t& hi);

@@ -1,4 +1,4 @@
-// The push path of the basic trend: the packed units, the index on the 50-sample grid
+// The push path of the basic trend: the index on the 50-sample grid
 // with its header and empty buckets, and the areas in single precision.
 
 #include "trend/trend_fixture.h"
@@ -9,22 +9,6 @@
 #include <limits>
 
 using namespace trend_test;
-
-TEST(BasicTrendPush, StoragesUsePackedUnitsSizedByTheElementType) {
-    Trend<float> f("BASIC_TREND[FLOAT]");
-    Trend<uint8_t> u("BASIC_TREND[UINT8]");
-    Trend<double> d("BASIC_TREND[DOUBLE]");
-    EXPECT_EQ(f.dataset->GetStorage("__Trend__")->UnitSize(), 12u);
-    EXPECT_EQ(f.dataset->GetStorage("__Index__")->UnitSize(), 24u);
-    EXPECT_EQ(u.dataset->GetStorage("__Trend__")->UnitSize(), 9u);
-    EXPECT_EQ(u.dataset->GetStorage("__Index__")->UnitSize(), 18u);
-    EXPECT_EQ(d.dataset->GetStorage("__Trend__")->UnitSize(), 16u);
-    EXPECT_EQ(d.dataset->GetStorage("__Area__")->UnitSize(), 48u);
-    EXPECT_EQ(d.dataset->MainStorageId(), "__Trend__");
-    EXPECT_EQ(d.dataset->Tool().IndexStepNs(), 0u);  // the links are taken at the first point
-    d.Push(1, 1.0);
-    EXPECT_EQ(d.dataset->Tool().IndexStepNs(), kStep);
-}
 
 TEST(BasicTrendPush, FirstPointAtZeroGivesHeaderZeroAndAGridPointClosesItsBucket) {
     Trend<double> t("BASIC_TREND[DOUBLE]");
@@ -44,7 +28,6 @@ TEST(BasicTrendPush, FirstPointAtZeroGivesHeaderZeroAndAGridPointClosesItsBucket
     EXPECT_EQ(+index[1].minimum, 1.0);
     EXPECT_EQ(+index[1].maximum, 3.0);
     EXPECT_EQ(+t.dataset->OpenIndex().count, 0u);
-    EXPECT_EQ(+t.dataset->OpenIndex().position, 3u);
 }
 
 TEST(BasicTrendPush, FirstPointAtTenStepsWritesHeaderNineAndItsOwnEntry) {
@@ -170,15 +153,4 @@ TEST(BasicTrendPush, AreaTimesAreSinglePrecision) {
     EXPECT_TRUE(t.Areas().empty());
     t.Push(time + 3, 2.0);
     EXPECT_EQ(t.Areas().size(), 1u);
-}
-
-TEST(BasicTrendPush, ClearStartsTheOpenBucketAndAreaAnew) {
-    Trend<double> t("BASIC_TREND[DOUBLE]");
-    t.Push(kMs, 1.0);
-    t.dataset->Clear();
-    EXPECT_EQ(+t.dataset->OpenIndex().count, 0u);
-    EXPECT_EQ(+t.dataset->OpenArea().first_position, ~uint64_t{0});
-    t.Push(10 * kStep, 2.0);
-    ASSERT_EQ(t.Index().size(), 2u);
-    EXPECT_EQ(+t.Index()[0].position, 9u);
 }

@@ -1,7 +1,6 @@
 // Display columns of a trend: points for short spans, the index for long ones (checked
 // against a plain pass over all points), the cut of a negative begin, the data axis.
 
-#include "dataset/time_rules.h"
 #include "trend/trend_columns.h"
 #include "trend/trend_fixture.h"
 
@@ -134,13 +133,6 @@ TEST(TrendColumns, LongSpansFromTheIndexMatchAPassOverAllPoints) {
         EXPECT_EQ(columns.UsedIndex(), view.index);
         ExpectSameColumns(out, PlainColumns(points, view.b, view.e, view.columns));
     }
-
-    // Through the reader, in seconds.
-    auto reader = t.Reader();
-    double begin = Seconds(first), end = Seconds(last);
-    std::vector<MinMaxData<double>> out;
-    reader->GetMinMaxData(begin, end, out, 250, GetDataParam{}, 0);
-    ExpectSameColumns(out, PlainColumns(points, SecondsToUnsignedNs(begin), SecondsToUnsignedNs(end), 250));
 }
 
 TEST(TrendColumns, APointAtTimeZeroStaysOutOfAViewThatBeginsAfterIt) {

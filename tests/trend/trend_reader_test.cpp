@@ -102,7 +102,7 @@ TEST(TrendReader, AtSearchesTheStretchThatTheIndexNames) {
     EXPECT_EQ(value, 51.0);
 }
 
-TEST(TrendReader, AtUsesThePiecePlacementAndTheDataAxis) {
+TEST(TrendReader, AtConvertsWithTheDataAxis) {
     Trend<uint8_t> t("BASIC_TREND[UINT8]", 0, 0.0);
     IBaseCtr* data_axis = CreateItemByType(&testing_support::ModuleScope(), "AXIS", "dataAxis");
     t.item->AddChildItem(data_axis, "dataAxis", true);
@@ -112,15 +112,6 @@ TEST(TrendReader, AtUsesThePiecePlacementAndTheDataAxis) {
     double value = 0;
     EXPECT_TRUE(reader->At(Seconds(40 * kMs), value));
     EXPECT_EQ(value, 255 * 0.5 - 1.0);  // no invalid value in a trend: 255 is a value
-
-    IBaseCtr* piece_axis = CreateItemByType(&testing_support::ModuleScope(), "AXIS", "piece");
-    std::unique_ptr<IBaseCtr> owned(piece_axis);
-    IDatasetAxis* axis = QueryInterface<IDatasetAxis>(piece_axis).get();
-    axis->SetTrigPos(1.0);
-    reader->SetAxis(axis);
-    reader->SetZeroPosition(0.04, IPieceReader::kTimeModeAbsolute);
-    EXPECT_TRUE(reader->At(1.0, value));  // piece time 1.0 is base time 0.04
-    EXPECT_FALSE(reader->At(Seconds(40 * kMs), value));
 }
 
 TEST(TrendReader, GetDataHandsNanosecondTimesToAtAndWritesTheFirstElement) {
@@ -146,7 +137,7 @@ TEST(TrendReader, GetDataHandsNanosecondTimesToAtAndWritesTheFirstElement) {
     EXPECT_TRUE(out.empty());
 }
 
-TEST(TrendReader, MaxValidRangeFindAndLock) {
+TEST(TrendReader, MaxValidRangeAndLock) {
     Trend<int64_t> t("BASIC_TREND[INT64]", 0, 0.0);
     auto reader = t.Reader();
     double begin = -1, end = -1;
@@ -157,12 +148,6 @@ TEST(TrendReader, MaxValidRangeFindAndLock) {
     EXPECT_TRUE(reader->GetMaxValidRange(begin, end, false));
     EXPECT_DOUBLE_EQ(begin, 0.002);
     EXPECT_DOUBLE_EQ(end, 0.15);
-
-    double found = 0;
-    EXPECT_FALSE(reader->Find(1.0, 0.0, found, true));
-    std::pair<double, double> pair{};
-    EXPECT_FALSE(reader->GetDiscreteValue(0, 1, &pair, 1));
-    EXPECT_EQ(reader->GetTools(), nullptr);
 
     reader->SetLock(true);
     EXPECT_EQ(t.dataset->LockCount(), 1u);
