@@ -184,7 +184,8 @@ void TrendDataReader<T>::GetData(double& begin, double& end, std::vector<double>
         out.clear();
         return;
     }
-    const uint64_t size = static_cast<uint64_t>(e - b) / step;
+    const uint64_t span = static_cast<uint64_t>(e) - static_cast<uint64_t>(b);
+    const uint64_t size = span / step;
     try {
         out.assign(size, 0.0);
     } catch (const std::bad_alloc&) {
@@ -196,7 +197,13 @@ void TrendDataReader<T>::GetData(double& begin, double& end, std::vector<double>
     }
     // Each value goes to out[0]: with an empty out there is nowhere to write.
     if (out.empty()) return;
-    for (int64_t t = b; t < e; t += static_cast<int64_t>(step)) At(static_cast<double>(t), out[0]);
+    // The times run from begin while below end, as offsets, so that no step passes the range
+    // of the time type.
+    for (uint64_t offset = 0; offset < span; offset += step) {
+        const auto t = static_cast<int64_t>(static_cast<uint64_t>(b) + offset);
+        At(static_cast<double>(t), out[0]);
+        if (span - offset <= step) break;
+    }
 }
 
 template <class T>

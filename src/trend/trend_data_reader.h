@@ -33,6 +33,10 @@
 // A column without a point is NaN. The fill mode of the request does not apply: a trend
 // has values only at its points. whole_range: one column over the span, the rest NaN.
 //
+// At takes the piece placement (piece time to base time) and nothing else; GetMinMaxData
+// takes the data offset of the size axis and the piece placement, and gives begin and end
+// back in the caller's time; GetData takes neither.
+//
 // One reader belongs to one thread at a time. It takes no lock unless asked: SetLock
 // sends "LOCK" / "UNLOCK" to the dataset's item.
 
@@ -65,7 +69,8 @@ public:
     bool GetDiscreteValue(double, double, std::pair<double, double>*, unsigned int) override { return false; }
     void GetMinMaxData(double& begin, double& end, std::vector<MinMaxData<double>>& out, unsigned int columns,
                        GetDataParam param, unsigned char whole_range) override;
-    // The times of the first and the last point; false without points.
+    // The times of the first and the last point, as stored: neither the data offset nor
+    // the piece placement applies. False without points.
     bool GetMaxValidRange(double& begin, double& end, bool with_offset) override;
     void SetLock(bool lock) const override;
     __internal::DataSetTool* GetTools() override { return nullptr; }
