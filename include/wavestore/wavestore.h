@@ -68,8 +68,13 @@
 #include "dataset/time_rules.h"
 
 // Wave datasets and their producers.
+#include "wave/basic_wave_checker.h"
+#include "wave/basic_wave_cycler.h"
 #include "wave/basic_wave_dataset.h"
+#include "wave/cycle_setting.h"
+#include "wave/device_wave_dataset.h"
 #include "wave/struct_reader.h"
+#include "wave/wave_data_filler.h"
 #include "wave/wave_partial_export.h"
 #include "wave/wave_producer.h"
 
@@ -82,6 +87,14 @@
 
 // Math helpers.
 #include "math/spline.h"
+
+// Trend datasets: time-stamped series and their reader.
+#include "trend/basic_trend_dataset.h"
+#include "trend/trend_columns.h"
+#include "trend/trend_data_reader.h"
+#include "trend/trend_dataset.h"
+#include "trend/trend_records.h"
+#include "trend/trend_tool.h"
 
 // The module entry and the registration of every item type.
 #include "module/module_entry.h"

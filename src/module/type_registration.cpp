@@ -5,6 +5,7 @@
 #include "dataset/record_types.h"
 #include "host/item_binding.h"
 #include "reader/data_piece.h"
+#include "trend/basic_trend_dataset.h"
 #include "wave/basic_wave_dataset.h"
 #include "wave/device_wave_dataset.h"
 
@@ -16,5 +17,16 @@ void RegisterModuleTypes(ILocalSource* source) {
     RegisterClassType<BasicWaveDataSet<int16_t>>("WAVEDATASET[INT16]", source);
     RegisterClassType<BasicWaveDataSet<double>>("WAVEDATASET[DOUBLE]", source);
     RegisterClassType<DeviceWaveDataSet<float>>("DEVWAVEDATASET[FLOAT]", source);
+    // The trend types go into the type manager's root scope, without a source.
+    RegisterClassType<BasicTrendDataSet<float>>("BASIC_TREND[FLOAT]");
+    RegisterClassType<BasicTrendDataSet<double>>("BASIC_TREND[DOUBLE]");
+    RegisterClassType<BasicTrendDataSet<uint8_t>>("BASIC_TREND[UINT8]");
+    RegisterClassType<BasicTrendDataSet<uint16_t>>("BASIC_TREND[UINT16]");
+    RegisterClassType<BasicTrendDataSet<uint32_t>>("BASIC_TREND[UINT32]");
+    RegisterClassType<BasicTrendDataSet<uint64_t>>("BASIC_TREND[UINT64]");
+    RegisterClassType<BasicTrendDataSet<int8_t>>("BASIC_TREND[INT8]");
+    RegisterClassType<BasicTrendDataSet<int16_t>>("BASIC_TREND[INT16]");
+    RegisterClassType<BasicTrendDataSet<int32_t>>("BASIC_TREND[INT32]");
+    RegisterClassType<BasicTrendDataSet<int64_t>>("BASIC_TREND[INT64]");
     RegisterPieceType(source);
 }
