@@ -1,5 +1,8 @@
 #include "module/type_registration.h"
 
+#include "common/basic_wave_items.h"
+#include "common/common_wave_dataset.h"
+#include "common/xml_dataset.h"
 #include "dataset/axis.h"
 #include "dataset/dataset_tool.h"
 #include "dataset/record_types.h"
@@ -14,5 +17,8 @@ void RegisterModuleTypes(ILocalSource* source) {
     RegisterClassType<BasicWaveDataSet<float>>("WAVEDATASET[FLOAT]", source);
     RegisterClassType<BasicWaveDataSet<int16_t>>("WAVEDATASET[INT16]", source);
     RegisterClassType<BasicWaveDataSet<double>>("WAVEDATASET[DOUBLE]", source);
+    RegisterClassType<CommonWaveDataSet>("WaveDataset", source);
     RegisterPieceType(source);
+    RegisterBasicWaveItems(source);
+    RegisterXmlDatasetType(source);
 }
