@@ -158,7 +158,10 @@ VellumLevelTime CommonWaveDataSet::PeriodOfRate(double rate) {
     long long e = static_cast<long long>(std::trunc(std::log10(x)));
     auto mantissa = [&](long long exponent) { return std::trunc(x / std::pow(10.0, static_cast<double>(exponent))); };
     double m = mantissa(e);
-    while (std::fabs(x - m * std::pow(10.0, static_cast<double>(e))) >= x * 0.001) {
+    // An error of exactly 0.1 % (1/3 as 333e-3) is not below it: the bound allows for
+    // the rounding of the double arithmetic, which would otherwise decide that case.
+    const double bound = x * 0.001 * (1.0 - 1e-9);
+    while (std::fabs(x - m * std::pow(10.0, static_cast<double>(e))) >= bound) {
         --e;
         m = mantissa(e);
     }

@@ -44,6 +44,8 @@ void CommonWaveDataSet::Serialize(std::shared_ptr<SerializeContext> context, con
     config.SetString(context->path + ".data_type", saved ? saved->name : "");
     config.SetString(context->path + ".sample_rate", fmt::format("{}", sample_rate_));
     config.SetString(context->path + ".last_area", AreaText(last_area_, area_open_));
+    // Cached blocks reach their files before the files are named.
+    group_.Flush();
     group_.Save(context);
 }
 
