@@ -179,7 +179,7 @@ VellumLevelTime CommonWaveDataSet::TimeUnit() const {
 void CommonWaveDataSet::CloseArea() {
     if (!area_open_) return;
     area_open_ = false;
-    if (area_) area_->Write(&last_area_, 1);
+    if (area_ && area_->UnitSize() == sizeof(ValidDataArea)) area_->Write(&last_area_, 1);
 }
 
 bool CommonWaveDataSet::Push(VellumTime time, const void* data, uint64_t count) {

@@ -71,7 +71,9 @@ void CommonWaveMaxMinIndexer::Reset() {
 }
 
 void CommonWaveMaxMinIndexer::Append() {
-    if (index_) index_->Write(pair_.data(), 1);
+    // An index storage of another width (it held entries when the type changed) would
+    // take bytes from beyond the pair.
+    if (index_ && index_->UnitSize() == pair_.size()) index_->Write(pair_.data(), 1);
 }
 
 void CommonWaveMaxMinIndexer::Push(VellumTime time, const void* data, uint64_t count) {

@@ -19,6 +19,12 @@ constexpr uint64_t kChunk = 65536;
 
 bool Holds(const ValidDataArea& area, int64_t n) { return area.start_time <= n && area.end_time >= n; }
 
+// Records are copied by the storage's unit: a storage of another width than the record
+// would be read past the record's end.
+bool HasUnit(const std::shared_ptr<StorageBase>& storage, std::size_t unit) {
+    return storage && storage->UnitSize() == unit;
+}
+
 }  // namespace
 
 CommonWaveReader::CommonWaveReader(IBaseCtr* owner, IWaveDataset* dataset)
@@ -55,7 +61,8 @@ bool CommonWaveReader::ValidRange(VellumTime& begin, VellumTime& end) {
     const ValidDataArea last = dataset_->LastArea();
     int64_t start = last.start_time;
     ValidDataArea first{};
-    if (area_ && area_->Count() > 0 && area_->Read(0, &first, 1) == 1) start = first.start_time;
+    if (HasUnit(area_, sizeof(ValidDataArea)) && area_->Count() > 0 && area_->Read(0, &first, 1) == 1)
+        start = first.start_time;
     begin = period * start;
     end = period * last.end_time;
     return true;
@@ -75,7 +82,7 @@ uint64_t CommonWaveReader::Count(VellumTime begin, VellumTime end) {
 }
 
 bool CommonWaveReader::FindArea(int64_t n, ValidDataArea& area) const {
-    const uint64_t total = area_ ? area_->Count() : 0;
+    const uint64_t total = HasUnit(area_, sizeof(ValidDataArea)) ? area_->Count() : 0;
     for (uint64_t pos = 0; pos < total;) {
         RawData view = area_->Request(pos, total - pos);
         if (view.IsNull() || view.Count() == 0) break;
@@ -100,7 +107,7 @@ bool CommonWaveReader::FindArea(int64_t n, ValidDataArea& area) const {
 bool CommonWaveReader::At(VellumTime time, IAnalogData* data) {
     auto* element = dynamic_cast<WaveData*>(data);
     const WaveTypeOps* ops = Ops();
-    if (element == nullptr || ops == nullptr || element->Ops() != ops || !wave_) return false;
+    if (element == nullptr || ops == nullptr || element->Ops() != ops || !HasUnit(wave_, ops->size)) return false;
     const double position = std::floor(time / dataset_->SamplePeriod());
     if (!(position >= -9.2e18 && position <= 9.2e18)) return false;
     const auto n = static_cast<int64_t>(position);
@@ -113,7 +120,7 @@ bool CommonWaveReader::At(VellumTime time, IAnalogData* data) {
 uint32_t CommonWaveReader::ReadData(VellumTime begin, IAnalogDataArray* out) {
     auto* array = dynamic_cast<WaveDataArray*>(out);
     const WaveTypeOps* ops = Ops();
-    if (array == nullptr || ops == nullptr || array->Ops() != ops || !wave_) return 0;
+    if (array == nullptr || ops == nullptr || array->Ops() != ops || !HasUnit(wave_, ops->size)) return 0;
     array->SetCount(0);
     const double position = std::floor(begin / dataset_->SamplePeriod());
     if (!(position >= -9.2e18 && position <= 9.2e18)) return 0;
@@ -180,7 +187,7 @@ bool CommonWaveReader::ScanIndex(uint64_t first, uint64_t last, unsigned char* p
 
 uint32_t CommonWaveReader::ReadMinMax(VellumTime begin, VellumTime end, IAnalogMinMaxData* out) {
     const WaveTypeOps* ops = Ops();
-    if (out == nullptr || ops == nullptr || !wave_ || out->Capacity() == 0) return 0;
+    if (out == nullptr || ops == nullptr || !HasUnit(wave_, ops->size) || out->Capacity() == 0) return 0;
     out->SetCount(0);
     const VellumLevelTime period = dataset_->SamplePeriod();
     const double first_sample = begin / period;
@@ -194,7 +201,7 @@ uint32_t CommonWaveReader::ReadMinMax(VellumTime begin, VellumTime end, IAnalogM
     uint32_t step = 0;
     if (auto* common = dynamic_cast<CommonWaveDataSet*>(dataset_); common && common->MainIndexer())
         step = common->MainIndexer()->Step();
-    const uint64_t entries = index_ ? index_->Count() : 0;
+    const uint64_t entries = HasUnit(index_, 2 * ops->size) ? index_->Count() : 0;
     const uint32_t columns = out->Capacity();
     const double per_column = (last_sample - first_sample) / columns;
     auto position = [&](int64_t n) { return static_cast<uint64_t>(n - area.start_time) + area.wave_beg_pos; };

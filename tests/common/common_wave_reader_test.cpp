@@ -7,6 +7,7 @@
 #include "common_test_scope.h"
 #include "dataset/axis.h"
 #include "host/base_ctr.h"
+#include "storage/storage_base.h"
 
 #include <gtest/gtest.h>
 
@@ -135,6 +136,18 @@ TEST(CommonReader, WithoutADataAxisValuesAreNotConverted) {
     ASSERT_TRUE(reader.At(VellumTime::FromNanoseconds(0), data.get()));
     double value = 0;
     EXPECT_FALSE(data->GetDouble(&value));
+
+    // A type changed under stored elements of another width: nothing is read or written
+    // across the widths.
+    ASSERT_TRUE(dataset.SetDataType("INT8", true));
+    EXPECT_EQ(dataset.WaveStorage()->UnitSize(), 4u);
+    const int8_t small = 1;
+    EXPECT_FALSE(dataset.Push(VellumTime::FromNanoseconds(0), &small, 1));
+    CommonWaveReader narrowed(nullptr, &dataset);
+    EXPECT_FALSE(narrowed.At(VellumTime::FromNanoseconds(0), narrowed.Data().get()));
+    auto pairs = narrowed.MinMaxData(2);
+    EXPECT_EQ(narrowed.ReadMinMax(VellumTime::FromNanoseconds(0), VellumTime::FromNanoseconds(2000000), pairs.get()), 0u);
+    EXPECT_EQ(narrowed.ReadData(VellumTime::FromNanoseconds(0), narrowed.DataArray(4).get()), 0u);
 
     CommonWaveReader empty(nullptr, nullptr);
     VellumTime begin, end;
