@@ -102,11 +102,13 @@ TEST(CommonWaveDataSet, StoragesFromDeclarationsByKindAndName) {
     }
     auto buffer_item = MakeItem(R"(<item name="cwBuffer" type="TEST_BUFFER" areas="0:2:0:2"/>)");
     ASSERT_TRUE(buffer_item);
+    LogCapture log;
     auto item = MakeItem("<item name=\"cw\" type=\"WaveDataset\" dtype=\"FLOAT\"><storage>"
                          "<Wave type=\"extfile;" + path + "\"/><Area type=\"MEM;cwBuffer\"/>"
                          "<Extra type=\"weird;16\"/><Bare type=\"24\"/><Lost type=\"Mem;noSuchItem\"/>"
-                         "</storage></item>");
+                         "<Odd type=\"File;-3\"/></storage></item>");
     ASSERT_TRUE(item);
+    EXPECT_TRUE(log.Contains(LogLevel::Warning, "storage Odd: no unit size in \"File;-3\""));
     CommonWaveDataSet* dataset = Dataset(item.get());
     ASSERT_NE(dataset, nullptr);
     IDataSetBase* group = dataset->StorageGroup();
@@ -123,6 +125,7 @@ TEST(CommonWaveDataSet, StoragesFromDeclarationsByKindAndName) {
     ASSERT_NE(group->GetStorage("Bare"), nullptr);  // no ';': the text is the argument
     EXPECT_EQ(group->GetStorage("Bare")->UnitSize(), 24u);
     EXPECT_EQ(group->GetStorage("Lost"), nullptr);   // a missing buffer item skips the entry
+    EXPECT_EQ(group->GetStorage("Odd"), nullptr);
     EXPECT_EQ(group->GetStorage(""), group->GetStorage("Wave"));  // the main storage
 }
 
