@@ -56,7 +56,6 @@ private:
                                           bool reader);
 
     XmlDatasetDefinition* definition_;
-    IBaseCtr* item_ = nullptr;  // the stored item of a loaded project
     XmlItemMap readers_;
     XmlItemMap writers_;
     uint64_t flags_ = 0;
