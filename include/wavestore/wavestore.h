@@ -96,6 +96,21 @@
 #include "trend/trend_records.h"
 #include "trend/trend_tool.h"
 
+// Configurable wave datasets: the common wave dataset and its reader, declared datasets
+// and their typed reader and writer items.
+#include "common/analog_read_interfaces.h"
+#include "common/basic_wave_items.h"
+#include "common/common_wave_dataset.h"
+#include "common/common_wave_indexer.h"
+#include "common/common_wave_interfaces.h"
+#include "common/common_wave_reader.h"
+#include "common/dataset_item_interfaces.h"
+#include "common/wave_result_data.h"
+#include "common/wave_type_ops.h"
+#include "common/xml_dataset.h"
+#include "common/xml_dataset_definition.h"
+#include "common/xml_storage_reader.h"
+
 // The module entry and the registration of every item type.
 #include "module/module_entry.h"
 #include "module/type_registration.h"

@@ -1,5 +1,8 @@
 #include "module/type_registration.h"
 
+#include "common/basic_wave_items.h"
+#include "common/common_wave_dataset.h"
+#include "common/xml_dataset.h"
 #include "dataset/axis.h"
 #include "dataset/dataset_tool.h"
 #include "dataset/record_types.h"
@@ -28,5 +31,8 @@ void RegisterModuleTypes(ILocalSource* source) {
     RegisterClassType<BasicTrendDataSet<int16_t>>("BASIC_TREND[INT16]");
     RegisterClassType<BasicTrendDataSet<int32_t>>("BASIC_TREND[INT32]");
     RegisterClassType<BasicTrendDataSet<int64_t>>("BASIC_TREND[INT64]");
+    RegisterClassType<CommonWaveDataSet>("WaveDataset", source);
     RegisterPieceType(source);
+    RegisterBasicWaveItems(source);
+    RegisterXmlDatasetType(source);
 }
