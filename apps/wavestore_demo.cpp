@@ -4,7 +4,11 @@
 // reports where its cache files lie.
 //
 //   wavestore_demo [--pool MiB] [--size 2G] [--type float|int16|double] [--output dir]
-//                  [--definition file.xml] [--svg] [--export file.h5] [--quiet]
+//                  [--definition file.xml] [--svg] [--export file.h5] [--save dir]
+//                  [--load dir] [--write-columns] [--quiet]
+//
+// --save keeps the capture with a project in dir; a later run with --load dir answers the
+// same views and searches from those files, without recording.
 //
 // Exit status: 0 done, 1 a failure at run time (a file that can't be written), 2 bad usage.
 
@@ -13,6 +17,7 @@
 #include "common/hdf5_export.h"
 #include "common/program.h"
 #include "common/progress.h"
+#include "common/saved_project.h"
 #include "common/wave_plot.h"
 #include "demo/capture_definition.h"
 #include "demo/options.h"
@@ -58,8 +63,10 @@ private:
     std::ostringstream text_;
 };
 
+// Creates the capture's item from its definition and records the synthetic signal into
+// it; null (with the message printed) when the definition doesn't make the dataset.
 template <class T>
-int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) {
+std::unique_ptr<IBaseCtr> Record(const DemoOptions& options, CLocalSource& scope, Report& report) {
     // The item definition: the given file, or the one built in.
     pugi::xml_document document;
     const pugi::xml_parse_result parsed = options.definition.empty()
@@ -69,7 +76,7 @@ int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) 
     if (!parsed || !node) {
         fmt::print(stderr, "wavestore_demo: {}: the item definition does not parse: {}\n",
                    options.definition.empty() ? "built-in definition" : options.definition, parsed.description());
-        return kExitFailure;
+        return nullptr;
     }
     const char* type_name = std::is_same_v<T, float> ? "WAVEDATASET[FLOAT]"
                             : std::is_same_v<T, int16_t> ? "WAVEDATASET[INT16]"
@@ -79,7 +86,7 @@ int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) 
     Ctr<BasicWaveDataSet<T>> dataset = QueryInterface<BasicWaveDataSet<T>>(item.get());
     if (!dataset) {
         fmt::print(stderr, "wavestore_demo: the definition made no {} dataset\n", type_name);
-        return kExitFailure;
+        return nullptr;
     }
     __internal::DataSetTool tool(item.get());
     const double sample_period = tool.GetSampleTime();
@@ -122,6 +129,24 @@ int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) 
     if (!report.Quiet()) progress.Finish(options.bytes / 1048576.0);
     report.Line("recorded {:.1f} MiB ({} samples) in {:.2f} s: {:.1f} MiB/s", options.bytes / 1048576.0, total,
                 record_seconds, options.bytes / 1048576.0 / record_seconds);
+    return item;
+}
+
+// Writes one view's columns as text, a line "min max" each, for comparisons.
+bool WriteColumns(const std::filesystem::path& file, const std::vector<MinMaxData<double>>& columns) {
+    std::ofstream out(file);
+    for (const auto& c : columns) out << fmt::format("{:.17g} {:.17g}\n", c.min, c.max);
+    return static_cast<bool>(out);
+}
+
+// Answers the display queries and value searches on the capture, draws the pictures,
+// and exports and saves it when asked.
+template <class T>
+int Answer(IBaseCtr* item, const DemoOptions& options, Report& report) {
+    Ctr<BasicWaveDataSet<T>> dataset = QueryInterface<BasicWaveDataSet<T>>(item);
+    __internal::DataSetTool tool(item);
+    const double sample_period = tool.GetSampleTime();
+    const double index_period = tool.GetIndexStepTime();
 
     // Display queries at several zoom levels.
     auto reader = std::unique_ptr<CBasicWaveReader<T>>(dataset->CreateBasicWaveReader());
@@ -159,7 +184,7 @@ int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) 
         report.Line("view {:<28} {:>12.6f} .. {:<12.6f} s  {} columns ({} with data, {:.1f} samples each)  {:8.3f} ms",
                     view.name, begin, end, columns.size(), valid, reader->PointsPerColumn(), elapsed * 1e3);
         WavePlot plot;
-        plot.title = fmt::format("{}: {}", node.attribute("name").value(), view.name);
+        plot.title = fmt::format("{}: {}", item->GetName(), view.name);
         const double per_column = reader->PointsPerColumn();
         plot.subtitle = fmt::format("{} columns, {} samples per column, {}", columns.size(),
                                     per_column >= 100 ? fmt::format("{:.0f}", per_column) : fmt::format("{:.3g}", per_column),
@@ -176,6 +201,13 @@ int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) 
             return kExitFailure;
         }
         report.Line("  picture: {}", file.string());
+        if (options.write_columns) {
+            const auto text = std::filesystem::path(options.output) / (std::string(view.file) + ".columns.txt");
+            if (!WriteColumns(text, columns)) {
+                fmt::print(stderr, "wavestore_demo: {}: cannot write the columns\n", text.string());
+                return kExitFailure;
+            }
+        }
     }
 
     // Value searches: where does the signal next rise through 0.1 (half the lowest pulse)?
@@ -203,13 +235,22 @@ int RunCapture(const DemoOptions& options, CLocalSource& scope, Report& report) 
         ExportSummary summary;
         std::string error;
         const auto export_started = Clock::now();
-        if (!ExportWaveToHdf5(item.get(), options.export_path, export_options, summary, error)) {
+        if (!ExportWaveToHdf5(item, options.export_path, export_options, summary, error)) {
             fmt::print(stderr, "wavestore_demo: {}: {}\n", options.export_path, error);
             return kExitFailure;
         }
         if (!report.Quiet()) bar.Finish(options.bytes / 1048576.0);
         report.Line("exported {} samples, {} areas and {} index columns to {} in {:.2f} s", summary.samples,
                     summary.areas, summary.index_entries, options.export_path, Seconds(export_started));
+    }
+
+    if (!options.save.empty()) {
+        std::string error;
+        if (!SaveWaveDataset(item, item->GetName(), options.save, error)) {
+            fmt::print(stderr, "wavestore_demo: {}: {}\n", options.save, error);
+            return kExitFailure;
+        }
+        report.Line("saved {} with the project in {}", item->GetName(), options.save);
     }
 
     uint64_t pool = 0, pool_max = 0;
@@ -237,16 +278,43 @@ int main(int argc, char** argv) {
     CLocalSource scope("demo", GetRootLocal());
     InitDataSetModule(&scope, 16, options->pool_mib, 1, 2);
     Report report(options->quiet);
-    report.Line("wavestore demo host: pool of {} MiB, {} MiB of {} samples", options->pool_mib,
-                options->bytes >> 20, options->element_type);
+    if (options->load.empty()) {
+        report.Line("wavestore demo host: pool of {} MiB, {} MiB of {} samples", options->pool_mib,
+                    options->bytes >> 20, options->element_type);
+    } else {
+        report.Line("wavestore demo host: pool of {} MiB", options->pool_mib);
+    }
+
+    // The capture: recorded now, or loaded from a saved project.
+    std::unique_ptr<IBaseCtr> item;
+    if (!options->load.empty()) {
+        std::string error;
+        const std::vector<std::string> names = SavedWaveDatasets(options->load, error);
+        if (!names.empty()) item = LoadWaveDataset(&scope, options->load, names.front(), error);
+        if (!item) {
+            fmt::print(stderr, "wavestore_demo: {}: {}\n", options->load, error);
+            return kExitFailure;
+        }
+        report.Line("loaded {} ({}) from {}, without recording", item->GetName(), item->GetItemType()->TypeName(),
+                    options->load);
+    } else if (options->element_type == "float") {
+        item = Record<float>(*options, scope, report);
+    } else if (options->element_type == "int16") {
+        item = Record<int16_t>(*options, scope, report);
+    } else {
+        item = Record<double>(*options, scope, report);
+    }
+    if (!item) return kExitFailure;
 
     int result = kExitFailure;
-    if (options->element_type == "float")
-        result = RunCapture<float>(*options, scope, report);
-    else if (options->element_type == "int16")
-        result = RunCapture<int16_t>(*options, scope, report);
+    if (QueryInterface<BasicWaveDataSet<float>>(item.get()))
+        result = Answer<float>(item.get(), *options, report);
+    else if (QueryInterface<BasicWaveDataSet<int16_t>>(item.get()))
+        result = Answer<int16_t>(item.get(), *options, report);
+    else if (QueryInterface<BasicWaveDataSet<double>>(item.get()))
+        result = Answer<double>(item.get(), *options, report);
     else
-        result = RunCapture<double>(*options, scope, report);
+        fmt::print(stderr, "wavestore_demo: the capture is no float, int16 or double wave\n");
     if (result != 0) return result;
 
     const auto path = std::filesystem::path(options->output) / "report.txt";

@@ -39,6 +39,11 @@ std::optional<DemoOptions> ParseDemoOptions(int argc, char** argv, int& exit_cod
     app.add_flag("-q,--quiet", options.quiet, "no progress, only the report file");
     app.add_flag("--svg", options.svg, "write the pictures as SVG instead of PNG");
     app.add_option("-e,--export", options.export_path, "export the capture to this HDF5 file");
+    app.add_option("--save", options.save, "save the capture with a project in this folder");
+    app.add_option("--load", options.load, "answer from the capture saved in this folder, without recording")
+        ->check(CLI::ExistingDirectory)
+        ->excludes("--save");
+    app.add_flag("--write-columns", options.write_columns, "also write each view's columns as text");
     app.set_version_flag("--version", WavestoreVersionText());
     try {
         app.parse(argc, argv);

@@ -14,6 +14,9 @@ struct DemoOptions {
     bool quiet = false;
     bool svg = false;         // pictures as SVG instead of PNG
     std::string export_path;  // an HDF5 file to export the capture to; empty: none
+    std::string save;         // a folder to save the capture with its project; empty: none
+    std::string load;         // a folder with a saved project to answer from; empty: record
+    bool write_columns = false;  // each view's columns also as text, <view>.columns.txt
 };
 
 // Parses the command line. On bad options prints a clear message and gives the exit

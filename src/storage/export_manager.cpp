@@ -38,6 +38,7 @@ void ExportManager::Enqueue(std::shared_ptr<IDeviceChannel> source, std::shared_
         std::lock_guard lock(queue_mutex_);
         if (stop_.load()) return;
         jobs_.push_back({std::move(source), std::move(destination)});
+        ++outstanding_;
         if (!thread_.joinable()) thread_ = std::thread([this] { Run(); });
     }
     wake_.notify_one();
@@ -46,7 +47,17 @@ void ExportManager::Enqueue(std::shared_ptr<IDeviceChannel> source, std::shared_
 void ExportManager::Cancel() {
     std::lock_guard lock(queue_mutex_);
     cancels_.fetch_add(1);
+    outstanding_ -= jobs_.size();
     jobs_.clear();
+}
+
+bool ExportManager::WaitIdle(std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (outstanding_.load() != 0) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
 }
 
 void ExportManager::Run() {
@@ -67,6 +78,7 @@ void ExportManager::Run() {
         }
         std::lock_guard running(run_mutex_);
         Copy(job, generation, buffer.data());
+        --outstanding_;
     }
 }
 

@@ -13,6 +13,7 @@
 #include "host/storage_interfaces.h"
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -32,6 +33,9 @@ public:
     // Ends the running copy after its current piece and drops every queued job. Jobs
     // enqueued afterwards run as usual.
     void Cancel();
+    // Waits until no job is queued or running (a host saving a project waits for the
+    // copies that Persist started); false when the timeout passed first.
+    bool WaitIdle(std::chrono::milliseconds timeout);
 
 private:
     struct Job {
@@ -52,5 +56,7 @@ private:
     // from the one it started with, so no cancel is missed between two pieces.
     std::atomic<uint64_t> cancels_{0};
     std::atomic<bool> stop_{false};
+    // Jobs queued or running.
+    std::atomic<uint64_t> outstanding_{0};
     std::thread thread_;
 };
