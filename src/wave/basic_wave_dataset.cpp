@@ -6,6 +6,7 @@
 #include "host/item_type.h"
 #include "host/string_utils.h"
 #include "storage/storage_base.h"
+#include "wave/wave_derived_readers.h"
 
 template <class T>
 BasicWaveDataSet<T>::BasicWaveDataSet(void*) {}
@@ -60,6 +61,7 @@ template <class T>
 bool BasicWaveDataSet<T>::InitType(IItemType* type, const std::string&) {
     for (const char* event : {"DataComes", "IndexComes", "AreaComes", "PostClear", "AfterClear"})
         type->RegisterEvent(event, "");
+    RegisterDerivedReaderItems(type);
     return true;
 }
 
@@ -124,6 +126,7 @@ std::shared_ptr<CtrVar> BasicWaveDataSet<T>::GetExtendCtr(const VellumTypeID& ty
     if (type == VellumTypeOf<WaveDatasetParameters>() && item_ != nullptr) {
         if (IBaseCtr* parameters = item_->GetChildItem("WaveParam")) return parameters->GetExtendCtr(type, flag, name);
     }
+    if (auto derived = DerivedReaderCtr(*this, type, name)) return derived;
     return DataSetBase::GetExtendCtr(type, flag, name);
 }
 
