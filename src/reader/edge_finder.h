@@ -10,8 +10,9 @@
 // Kept as they stand, because callers rely on them:
 //  - a search with filter 1 or 2 does not set the answer's type: it repeats the type of
 //    the search before (0 before any), and the edge time is decided with that type too;
-//  - only a forward search sharpens the time of its first crossing (LastCrossing): a
-//    backward search hands it the later time first, which it returns as it is;
+//  - with filter 1 or 2 only a forward search sharpens the time of its first crossing
+//    (LastCrossing): a backward one hands it the later time first, which comes back as
+//    it is;
 //  - a jump across both levels within one sample is typed by comparing with the value 10
 //    sample times before (at least: falling) forward, 2 sample times before (greater:
 //    falling) backward; only forward, a jump at the search's own start looks for the

@@ -123,9 +123,9 @@ TEST(DerivedReaderItems, AnIteratorQueriedByItsInterfaceIsANewItemOwnedByTheAnsw
 
 TEST(DerivedReaderItems, AnIteratorWithoutAReaderWalksNothing) {
     // A configuration that names no known reader leaves the iterator empty.
+    DerivedWave<double> wave;  // registers the wave types, and with them the iterator
     IItemType* type = GetCPPTypeManager()->Find(VellumTypeOf<CInforIteratorReader>());
     ASSERT_NE(type, nullptr);
-    DerivedWave<double> wave;
     std::unique_ptr<IBaseCtr> item(type->CreateItem("custom"));
     item->SetLinkItem(wave.item.get(), "__LinkData");
     item->FinishConfig(&testing_support::ModuleScope(), "TYPE=Nothing,DataType=FindEdgeResult");
