@@ -1,7 +1,7 @@
 // The measurement of one edge: the rising and falling walks over a neighbourhood, their
 // ten points, the walk that starts one behind the last sample, and a time without data.
 
-#include "derived_wave.h"
+#include "support/derived_wave.h"
 
 #include <gtest/gtest.h>
 

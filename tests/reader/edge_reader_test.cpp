@@ -2,7 +2,7 @@
 // the rules for a jump across both levels within one sample, the filters, and the
 // choice of the nearest edge.
 
-#include "derived_wave.h"
+#include "support/derived_wave.h"
 
 #include <gtest/gtest.h>
 

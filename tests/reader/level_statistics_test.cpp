@@ -2,7 +2,7 @@
 // when the peaks are out of proportion, the first threshold of the peak search, and
 // the accumulation of ranges, time pairs and pulse trains.
 
-#include "derived_wave.h"
+#include "support/derived_wave.h"
 
 #include <gtest/gtest.h>
 

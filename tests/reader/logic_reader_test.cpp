@@ -1,7 +1,7 @@
 // Logic runs: a square wave walked both ways, areas without edges, the placement at a
 // time, and the skipping of stale edges (through an edge reader that plays a script).
 
-#include "derived_wave.h"
+#include "support/derived_wave.h"
 #include "support/log_capture.h"
 
 #include <gtest/gtest.h>

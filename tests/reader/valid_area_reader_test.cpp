@@ -2,7 +2,7 @@
 // synthetic area of a dataset without stored areas.
 
 #include "dataset/time_rules.h"
-#include "derived_wave.h"
+#include "support/derived_wave.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-// The derived readers as the host sees them: the dataset's interface queries, and the
+// The derived readers as the host sees them: the wave dataset's interface queries, and the
 // dynamic items "ValidReader", "EdgeReader" and "LogicReader" walked as iterators with
 // a bound record item.
 
-#include "derived_wave.h"
+#include "support/derived_wave.h"
 #include "host/struct_type.h"
 #include "reader/infor_iterator_reader.h"
 
