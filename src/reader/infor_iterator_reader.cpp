@@ -1,9 +1,12 @@
 #include "reader/infor_iterator_reader.h"
 
+#include "dataset/records.h"
 #include "host/base_ctr.h"
 #include "host/local_source.h"
 #include "host/string_utils.h"
 #include "host/struct_type.h"
+
+#include <algorithm>
 
 CInforIteratorReader::CInforIteratorReader() = default;
 
@@ -39,7 +42,9 @@ bool CInforIteratorReader::FinishConfig(ILocalSource* source, IBaseCtr*, const s
             if (record_type == nullptr) continue;
             record_holder.reset(record_type->CreateItem(value));
             record_item = record_holder.get();
-            buffer.assign(record_type->StructSize(), 0);
+            // The readers write records of up to 48 bytes whatever type is named: a
+            // smaller type must not let them write past the buffer.
+            buffer.assign(std::max<std::size_t>(record_type->StructSize(), sizeof(ValidDataArea)), 0);
         }
     }
     return true;

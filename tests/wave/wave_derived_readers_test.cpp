@@ -138,6 +138,17 @@ TEST(DerivedReaderItems, AnIteratorWithoutAReaderWalksNothing) {
     EXPECT_EQ(iterator->GetCount(), 0u);
     EXPECT_EQ(iterator->GetKey().ToUInt64(), 0u);
     EXPECT_FALSE(item->SetLinkItem(nullptr, "__LinkData"));
+
+    // A record type smaller than the reader's records: the record shows their first bytes.
+    wave.Runs({{1.0, Square(20, 2, 0.0, 10.0)}});
+    std::unique_ptr<IBaseCtr> narrow(type->CreateItem("narrow"));
+    narrow->SetLinkItem(wave.item.get(), "__LinkData");
+    narrow->FinishConfig(&testing_support::ModuleScope(), "TYPE=LogicReader,DataType=FindEdgeResult");
+    auto runs = Query<CInforIteratorReader>(narrow.get());
+    LogicSearchParam param{5.0, 1.0, 0};
+    runs->SetupParame(&param);
+    ASSERT_TRUE(runs->GotoBegin());
+    EXPECT_FALSE(runs->IsNull());
 }
 
 }  // namespace
