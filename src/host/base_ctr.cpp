@@ -33,15 +33,16 @@ IBaseCtr* CBaseItem::GetChildItem(const std::string& name) {
         std::lock_guard lock(mutex_);
         for (const auto& child : children_)
             if (child.name == name) return child.item;
+        if (name == "__base") return this;
         // Creation of a dynamic item runs under the lock so that two threads asking
         // at once get the same item.
         return CreateDynamicItem(this, name);
     }
 }
 
-std::shared_ptr<CtrVar> CBaseItem::GetExtendCtr(const VellumTypeID& type, bool, const std::string&) {
+std::shared_ptr<CtrVar> CBaseItem::GetExtendCtr(const VellumTypeID& type, bool, const std::string& name) {
     if (type == VellumTypeOf<IBaseCtr>()) return MakeCtrVar<IBaseCtr>(this);
-    return {};
+    return DynamicItemCtr(this, type, name);
 }
 
 bool CBaseItem::OnCMD(const std::string& command, IBaseCtr* argument) { return GenericCommand(command, argument); }

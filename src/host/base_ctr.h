@@ -8,6 +8,11 @@
 //  - Adding a child under a name that exists replaces it (an owned old child is deleted).
 //  - GetChildItem of a name that the item's type declares as a dynamic item creates
 //    that item on first use and keeps it as an owned child.
+//  - The child "__base", unless a child of that name was added, is the item itself:
+//    the item that carries the object.
+//  - An interface query that the item's object does not answer, for the interface
+//    type and the name of a dynamic item of the item's type, gives a new instance of
+//    that dynamic item (not a child), owned by the answer, which points to its object.
 //  - Generic commands, tried after an item's own handling: "Update" fires the event
 //    "Update" on the item and succeeds. Every other command fails (false).
 //  - A destroyed item first fires "Destroy", then deletes its owned children (newest

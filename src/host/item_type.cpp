@@ -59,7 +59,7 @@ void IItemType::InitEvents(IBaseCtr* item) const {
     for (const auto& name : events_.RegisteredNames()) item->RegisterEvent(name, events_.Signature(name));
 }
 
-IBaseCtr* CreateDynamicItem(IBaseCtr* owner, const std::string& name) {
+std::unique_ptr<IBaseCtr> NewDynamicItem(IBaseCtr* owner, const std::string& name) {
     IItemType* owner_type = owner ? owner->GetItemType() : nullptr;
     const IItemType::DynamicItem* declaration = owner_type ? owner_type->GetDynamicItem(name) : nullptr;
     if (declaration == nullptr) return nullptr;
@@ -69,9 +69,50 @@ IBaseCtr* CreateDynamicItem(IBaseCtr* owner, const std::string& name) {
     item->SetLinkItem(owner, "__LinkData");
     auto config = declaration->attributes.find("config");
     item->FinishConfig(owner_type->Source(), config == declaration->attributes.end() ? "" : config->second);
+    return item;
+}
+
+IBaseCtr* CreateDynamicItem(IBaseCtr* owner, const std::string& name) {
+    std::unique_ptr<IBaseCtr> item = NewDynamicItem(owner, name);
+    if (!item) return nullptr;
     IBaseCtr* raw = item.release();
     owner->AddChildItem(raw, name, true);
     return raw;
+}
+
+namespace {
+
+// Owns a dynamic item and hands out its object as another handle does.
+class DynamicItemPoint final : public CtrVar::ICtrPoint {
+public:
+    DynamicItemPoint(std::unique_ptr<IBaseCtr> item, std::shared_ptr<CtrVar> object)
+        : item_(std::move(item)), object_(std::move(object)) {}
+    ~DynamicItemPoint() override {
+        object_.reset();  // the handle to the object goes before the item that owns it
+    }
+    void* Get() const override { return object_->Get(); }
+    void* CastTo(const VellumTypeID& to) const override { return object_->CastTo(to); }
+
+private:
+    std::unique_ptr<IBaseCtr> item_;
+    std::shared_ptr<CtrVar> object_;
+};
+
+}  // namespace
+
+std::shared_ptr<CtrVar> DynamicItemCtr(IBaseCtr* owner, const VellumTypeID& type, const std::string& name) {
+    IItemType* owner_type = owner ? owner->GetItemType() : nullptr;
+    const IItemType::DynamicItem* declaration = owner_type ? owner_type->GetDynamicItem(name) : nullptr;
+    if (declaration == nullptr || declaration->interface_type == nullptr || !(*declaration->interface_type == type))
+        return {};
+    const VellumTypeID* object_type = declaration->type->ObjectType();
+    if (object_type == nullptr) return {};
+    std::unique_ptr<IBaseCtr> item = NewDynamicItem(owner, name);
+    if (!item) return {};
+    std::shared_ptr<CtrVar> object = item->GetExtendCtr(*object_type, false, {});
+    if (!object || object->CastTo(type) == nullptr) return {};
+    const VellumTypeID& held = object->Type();
+    return std::make_shared<CtrVar>(held, std::make_unique<DynamicItemPoint>(std::move(item), std::move(object)));
 }
 
 bool CallTypeFunction(IBaseCtr* item, const std::string& name, const std::vector<Vellum::Var>& args,

@@ -81,6 +81,13 @@ private:
 
 // Creates the dynamic item name of owner, if owner's type declares one; null otherwise.
 IBaseCtr* CreateDynamicItem(IBaseCtr* owner, const std::string& name);
+// A new instance of owner's dynamic item name, configured as CreateDynamicItem does but
+// not added to owner; null if owner's type declares none.
+std::unique_ptr<IBaseCtr> NewDynamicItem(IBaseCtr* owner, const std::string& name);
+// When owner's type declares the dynamic item name with the interface type: a new
+// instance of it, owned by the answer, which points to the instance's object. Empty
+// otherwise.
+std::shared_ptr<CtrVar> DynamicItemCtr(IBaseCtr* owner, const VellumTypeID& type, const std::string& name);
 
 // Calls the type function name of item's type with args; false if there is none.
 bool CallTypeFunction(IBaseCtr* item, const std::string& name, const std::vector<Vellum::Var>& args,

@@ -41,6 +41,7 @@ CStruct::CStruct(std::string name, IStructType* type)
 
 void CStruct::Bind(void* memory) {
     bound_ = memory;
+    null_ = memory == nullptr;
     if (struct_type_ == nullptr) return;
     for (const auto& field : struct_type_->Fields()) {
         // Field items that exist follow the new memory; the others bind when made.

@@ -73,6 +73,9 @@ public:
     // Reads and writes memory from now on; null returns to the own block. Field items
     // made before follow the new memory.
     void Bind(void* memory);
+    // True after Bind(nullptr) until memory is bound again: the item then stands for no
+    // record (it reads its own block). A new item is not null.
+    bool IsNull() const { return null_; }
 
     IBaseCtr* GetChildItem(const std::string& name) override;
     std::shared_ptr<CtrVar> GetExtendCtr(const VellumTypeID& type, bool flag, const std::string& name) override;
@@ -81,6 +84,7 @@ private:
     IStructType* struct_type_;
     std::vector<unsigned char> own_;
     void* bound_ = nullptr;
+    bool null_ = false;
 };
 
 // Offset of a member within its class, measured on a default-constructed object.

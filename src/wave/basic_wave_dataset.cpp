@@ -11,8 +11,8 @@
 #include "wave/basic_wave_checker.h"
 #include "wave/basic_wave_cycler.h"
 #include "wave/cycle_setting.h"
-#include "wave/iterator_reader_items.h"
 #include "wave/wave_data_filler.h"
+#include "wave/wave_derived_readers.h"
 
 template <class T>
 BasicWaveDataSet<T>::BasicWaveDataSet(void*) {}
@@ -75,7 +75,7 @@ bool BasicWaveDataSet<T>::InitType(IItemType* type, const std::string&) {
     RegisterMemberFunction(type, "SetCycleSize", &BasicWaveDataSet<T>::SetCycleSize);
     RegisterMemberFunction(type, "SetCycleTime", &BasicWaveDataSet<T>::SetCycleTime);
     RegisterMemberFunction(type, "DisableCycle", &BasicWaveDataSet<T>::DisableCycle);
-    DeclareIteratorReaderItems(type);
+    RegisterDerivedReaderItems(type);
     return true;
 }
 
@@ -229,6 +229,7 @@ std::shared_ptr<CtrVar> BasicWaveDataSet<T>::GetExtendCtr(const VellumTypeID& ty
     if (type == VellumTypeOf<WaveDatasetParameters>() && item_ != nullptr) {
         if (IBaseCtr* parameters = item_->GetChildItem("WaveParam")) return parameters->GetExtendCtr(type, flag, name);
     }
+    if (auto derived = DerivedReaderCtr(*this, type, name)) return derived;
     return DataSetBase::GetExtendCtr(type, flag, name);
 }
 

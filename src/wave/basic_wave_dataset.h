@@ -14,9 +14,11 @@
 // and the shared dataset commands. The configuration entry "cycle=SIZE(..)/TIME(..)"
 // sets a limit (checked after each sample push) and the cycler child "CircleTool";
 // the type functions "SetCycleSize", "SetCycleTime" and "DisableCycle" change the limit.
-// Interface queries give the dataset, its three fillers, a new wave reader per query
-// (IBasicWaveReader or CBasicWaveReader<T>, owned by the answer), and IReader on
-// "Wave", "Index" or "Area".
+// Interface queries give the dataset, its three fillers, a new reader per query, owned
+// by the answer (IBasicWaveReader / CBasicWaveReader<T>; the level and edge information
+// readers; IDataReader named "EdgeReader", "LogicReader" or "ValidReader"), and IReader
+// on "Wave", "Index" or "Area". The dynamic items "ValidReader", "EdgeReader" and
+// "LogicReader" are iterator readers over those IDataReaders.
 
 #include "dataset/dataset_base.h"
 #include "dataset/partial_exportable.h"

@@ -1,0 +1,117 @@
+// The validity areas as a walk: the cursor rules at both ends, the time search, and the
+// synthetic area of a dataset without stored areas.
+
+#include "dataset/time_rules.h"
+#include "support/derived_wave.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// Three runs of 100 samples at 1, 2 and 3 s.
+DerivedWave<double>& ThreeRuns(DerivedWave<double>& wave) {
+    return wave.Runs({{1.0, std::vector<double>(100, 1.0)},
+                      {2.0, std::vector<double>(100, 2.0)},
+                      {3.0, std::vector<double>(100, 3.0)}});
+}
+
+ValidDataArea ResultOf(CValidAreaDataReader& reader) {
+    ValidDataArea area{};
+    reader.GetResult(&area);
+    return area;
+}
+
+TEST(ValidAreaReader, StepsPastEitherEndResetTheIndexAndKeepTheRecord) {
+    DerivedWave<double> wave;
+    ThreeRuns(wave);
+    auto reader = wave.Areas();
+    EXPECT_EQ(reader->GetCount(), 3u);
+    ASSERT_TRUE(reader->GetBeginData());
+    EXPECT_EQ(ResultOf(*reader).start_time, 1000000000);
+    EXPECT_TRUE(reader->GetNextData());
+    EXPECT_TRUE(reader->GetNextData());
+    EXPECT_EQ(reader->GetCurIndex(), 2u);
+    EXPECT_EQ(ResultOf(*reader).wave_beg_pos, 200u);
+    EXPECT_FALSE(reader->GetNextData());
+    EXPECT_EQ(reader->GetCurIndex(), 0u);                // not the last
+    EXPECT_EQ(ResultOf(*reader).wave_beg_pos, 200u);    // the former record stays
+    EXPECT_FALSE(reader->GetPrevData());                 // from 0: the same
+    EXPECT_EQ(reader->GetCurIndex(), 0u);
+    ASSERT_TRUE(reader->GetEndData());
+    EXPECT_EQ(reader->GetCurIndex(), 2u);
+    EXPECT_TRUE(reader->GetPrevData());
+    EXPECT_EQ(ResultOf(*reader).start_time, 2000000000);
+}
+
+TEST(ValidAreaReader, OneAreaHasABeginRecordButNoEndRecord) {
+    DerivedWave<double> wave;
+    wave.Runs({{1.0, std::vector<double>(50, 1.0)}});
+    auto reader = wave.Areas();
+    EXPECT_TRUE(reader->GetBeginData());
+    EXPECT_FALSE(reader->GetEndData());
+}
+
+TEST(ValidAreaReader, TimeSearchInsideBetweenAndOutsideTheAreas) {
+    DerivedWave<double> wave;
+    ThreeRuns(wave);
+    auto reader = wave.Areas();
+    EXPECT_TRUE(reader->GetAppointTimeData(2.05));
+    EXPECT_EQ(reader->GetCurIndex(), 1u);
+    EXPECT_EQ(ResultOf(*reader).start_time, 2000000000);
+    EXPECT_TRUE(reader->GetAppointTimeData(3.099));  // the last sample of the last area
+    EXPECT_EQ(reader->GetCurIndex(), 2u);
+    // In the gap after the first area: the index of the area before it.
+    EXPECT_TRUE(reader->GetAppointTimeData(1.5));
+    EXPECT_EQ(reader->GetCurIndex(), 0u);
+    // Before the first and after the last: area 0.
+    EXPECT_TRUE(reader->GetAppointTimeData(2.05));
+    EXPECT_TRUE(reader->GetAppointTimeData(0.5));
+    EXPECT_EQ(reader->GetCurIndex(), 0u);
+    EXPECT_EQ(ResultOf(*reader).start_time, 1000000000);
+    EXPECT_TRUE(reader->GetAppointTimeData(2.05));
+    EXPECT_TRUE(reader->GetAppointTimeData(9.0));
+    EXPECT_EQ(reader->GetCurIndex(), 0u);
+    EXPECT_EQ(ResultOf(*reader).start_time, 1000000000);
+}
+
+TEST(ValidAreaReader, WithoutStoredAreasTheSyntheticAreaServesTheBeginButNotTheCount) {
+    DerivedWave<double> wave;
+    const std::vector<double> samples(100, 4.0);
+    wave.dataset->Push(samples.data(), samples.size());  // samples only, no area
+    auto reader = wave.Areas();
+    EXPECT_EQ(reader->GetCount(), 0u);
+    ASSERT_TRUE(reader->GetBeginData());
+    const ValidDataArea area = ResultOf(*reader);
+    EXPECT_EQ(area.wave_beg_pos, 0u);
+    EXPECT_EQ(area.wave_end_pos, 100u);  // one past the last sample
+    EXPECT_EQ(area.first_count, 10u);
+    // The start is the axis window's width, the length count x the window's offset.
+    double offset = 0, width = 0;
+    wave.axis->GetOffsetScale(&offset, &width);
+    ASSERT_EQ(offset, 0.0);
+    ASSERT_GT(width, 0.0);
+    EXPECT_EQ(area.start_time, SecondsToNs(width));
+    EXPECT_EQ(area.end_time, area.start_time);
+    EXPECT_FALSE(reader->GetNextData());
+    EXPECT_FALSE(reader->GetEndData());
+
+    DerivedWave<double> empty;
+    EXPECT_FALSE(empty.Areas()->GetBeginData());
+    EXPECT_EQ(empty.Areas()->GetCount(), 0u);
+}
+
+TEST(ValidAreaReader, ACopySharesTheStoragesButNotTheCursor) {
+    DerivedWave<double> wave;
+    ThreeRuns(wave);
+    auto reader = wave.Areas();
+    ASSERT_TRUE(reader->GetEndData());
+    CValidAreaDataReader copy(*reader);
+    EXPECT_EQ(copy.GetCurIndex(), 2u);
+    EXPECT_TRUE(copy.GetPrevData());
+    EXPECT_EQ(copy.GetCurIndex(), 1u);
+    EXPECT_EQ(reader->GetCurIndex(), 2u);
+    EXPECT_TRUE(CValidAreaDataReader::LessOrEqual(1.0, 1.0 + 1e-13));
+    EXPECT_FALSE(CValidAreaDataReader::BigOrEqual(1.0, 1.0 + 1e-11));
+}
+
+}  // namespace
