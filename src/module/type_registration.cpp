@@ -7,6 +7,7 @@
 #include "dataset/dataset_tool.h"
 #include "dataset/record_types.h"
 #include "host/item_binding.h"
+#include "math/math_dataset.h"
 #include "reader/data_piece.h"
 #include "trend/basic_trend_dataset.h"
 #include "wave/basic_wave_dataset.h"
@@ -20,6 +21,11 @@ void RegisterModuleTypes(ILocalSource* source) {
     RegisterClassType<BasicWaveDataSet<int16_t>>("WAVEDATASET[INT16]", source);
     RegisterClassType<BasicWaveDataSet<double>>("WAVEDATASET[DOUBLE]", source);
     RegisterClassType<DeviceWaveDataSet<float>>("DEVWAVEDATASET[FLOAT]", source);
+    // "+" is the mean (operator 2), "-" the difference (operator 1).
+    RegisterClassType<MathDataSet<double, 2>>("MATH[DOUBLE,+]", source);
+    RegisterClassType<MathDataSet<double, 1>>("MATH[DOUBLE,-]", source);
+    RegisterClassType<MathDataSet<float, 2>>("MATH[FLOAT,+]", source);
+    RegisterClassType<MathDataSet<float, 1>>("MATH[FLOAT,-]", source);
     // The trend types go into the type manager's root scope, without a source.
     RegisterClassType<BasicTrendDataSet<float>>("BASIC_TREND[FLOAT]");
     RegisterClassType<BasicTrendDataSet<double>>("BASIC_TREND[DOUBLE]");
