@@ -208,6 +208,18 @@ TEST(MathDataSetItem, SetCalcRangeSkipsOnlyARangeStrictlyInsideTheLastOne) {
     math->GetLastRange(start, end);
     EXPECT_EQ(start, 2.0);
     EXPECT_EQ(end, 10.0);
+
+    // A relink takes effect at the next calculation; the rule doesn't look at sources.
+    Source<double> other;
+    other.Constant(0.0, 10.0, 2.0);
+    m.item->SetLinkItem(other.item.get(), "right");
+    double first = 0;
+    EXPECT_FALSE(CalcRangeUnlessInsideLast(m.item.get(), *math, 3.0, 9.0));
+    m.math->GetStorage("Wave")->Read(0, &first, 1);
+    EXPECT_EQ(first, 4.0);
+    EXPECT_TRUE(CalcRangeUnlessInsideLast(m.item.get(), *math, 2.0, 10.0));
+    m.math->GetStorage("Wave")->Read(0, &first, 1);
+    EXPECT_EQ(first, 3.0);
 }
 
 }  // namespace
