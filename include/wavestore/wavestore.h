@@ -60,6 +60,7 @@
 #include "dataset/dataset_tool.h"
 #include "dataset/element_types.h"
 #include "dataset/long_double.h"
+#include "dataset/math_dataset_interface.h"
 #include "dataset/partial_exportable.h"
 #include "dataset/record_types.h"
 #include "dataset/records.h"
@@ -85,7 +86,10 @@
 #include "reader/piece_reader.h"
 #include "reader/piece_tool.h"
 
-// Math helpers.
+// Math datasets: waves computed from two waves; the spline of the read path.
+#include "math/math_dataset.h"
+#include "math/math_index_accumulator.h"
+#include "math/math_operator.h"
 #include "math/spline.h"
 
 // Trend datasets: time-stamped series and their reader.
