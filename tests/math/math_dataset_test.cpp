@@ -182,12 +182,6 @@ TEST(MathDataSetItem, InterfaceQueries) {
 }
 
 TEST(MathDataSetItem, SetCalcRangeSkipsOnlyARangeStrictlyInsideTheLastOne) {
-    EXPECT_FALSE(CalcRangeInsideLast(5.0, 6.0, 0.0, 0.0));  // nothing calculated yet
-    EXPECT_TRUE(CalcRangeInsideLast(2.0, 8.0, 1.0, 9.0));
-    EXPECT_FALSE(CalcRangeInsideLast(1.0, 8.0, 1.0, 9.0));
-    EXPECT_FALSE(CalcRangeInsideLast(2.0, 10.0, 1.0, 9.0));
-    EXPECT_FALSE(CalcRangeInsideLast(2.0, 9.0, 1.0, 9.0));
-
     Source<double> left, right;
     left.Constant(0.0, 10.0, 5.0);
     right.Constant(0.0, 10.0, 1.0);
