@@ -124,6 +124,25 @@ TEST(MathWave, ALaterAreaStartsWithTheEntryThatReachesTheNextGridPoint) {
     EXPECT_EQ(entries, 4u + 1 + 4);        // 149, then 3 x 250 and 101
 }
 
+TEST(MathWave, AnAreaShorterThanItsFirstEntryGetsOneEntry) {
+    Source<double> left(kPeriod, 128), right(kPeriod, 128);
+    for (Source<double>* source : {&left, &right}) {
+        source->Constant(0.0, 1023 * kPeriod, 1.0);
+        source->Run(1056 * kPeriod, std::vector<double>(30, 2.0));  // 96 samples short of the grid
+    }
+    Math<double, 0> m(kPeriod, 128);
+    m.Link(left.item.get(), right.item.get());
+    m.math->CalcRange(0.0, 10.0);
+    const auto areas = ReadAll<ValidDataArea>(m.math->GetStorage("Area"));
+    ASSERT_EQ(areas.size(), 2u);
+    EXPECT_EQ(areas[1].first_count, 96u);
+    EXPECT_EQ(areas[1].index_id, 8u);
+    EXPECT_EQ(m.Count("Wave"), 1054u);
+    const auto entries = ReadAll<MinMaxData<double>>(m.math->GetStorage("Index"));
+    ASSERT_EQ(entries.size(), 9u);  // the second call starts past the area and reads nothing
+    EXPECT_EQ(entries[8].min, 4.0);
+}
+
 TEST(MathWave, IntegerResultsWrapAndHalveTowardZero) {
     Source<int8_t> left, right;
     left.Constant(0.0, 1.0, 100);
