@@ -18,6 +18,7 @@
 #include <future>
 #include <memory>
 #include <numeric>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -112,6 +113,11 @@ struct Variant {
     FailureKind kind;
     bool persistent;
 };
+
+void PrintTo(const Variant& variant, std::ostream* out) {
+    *out << (variant.writes ? "write" : "read") << (variant.kind == FailureKind::Exception ? " throws" : " errs")
+         << (variant.persistent ? " from then on" : " once");
+}
 
 class EveryCall : public ::testing::TestWithParam<Variant> {};
 
