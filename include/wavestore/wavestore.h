@@ -82,8 +82,10 @@
 #include "reader/basic_wave_reader.h"
 #include "reader/column_fill.h"
 #include "reader/data_piece.h"
+#include "reader/multi_source_reader.h"
 #include "reader/piece_reader.h"
 #include "reader/piece_tool.h"
+#include "reader/simple_reader.h"
 
 // Math helpers.
 #include "math/spline.h"
@@ -109,7 +111,6 @@
 #include "common/wave_type_ops.h"
 #include "common/xml_dataset.h"
 #include "common/xml_dataset_definition.h"
-#include "common/xml_storage_reader.h"
 
 // The module entry and the registration of every item type.
 #include "module/module_entry.h"
