@@ -14,6 +14,7 @@
 #include "host/xml_items.h"
 #include "module/dataset_manager.h"
 #include "module/module_entry.h"
+#include "module_test_scope.h"
 #include "reader/basic_wave_reader.h"
 #include "reader/data_piece.h"
 
@@ -23,14 +24,7 @@
 
 namespace {
 
-CLocalSource& Scope() {
-    static CLocalSource* scope = [] {
-        auto* s = new CLocalSource("registration", GetRootLocal());
-        InitDataSetModule(s, 16, 256, 1, 2);
-        return s;
-    }();
-    return *scope;
-}
+using module_tests::Scope;
 
 template <class T>
 bool Answers(IBaseCtr* item) {
