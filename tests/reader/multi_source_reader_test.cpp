@@ -7,6 +7,7 @@
 #include "reader/single_data_reader.h"
 #include "storage/block_storage.h"
 #include "storage/time_index.h"
+#include "support/log_capture.h"
 #include "support/test_wave.h"
 
 #include <gtest/gtest.h>
@@ -44,7 +45,8 @@ public:
     int reads = 0;
     int index_calls = 0;
 
-    Records() : index_(CreateTimeIndexOperatorUnique(kPeriod, std::make_shared<CStorage>(nullptr, 4))) {}
+    explicit Records(uint64_t period = kPeriod)
+        : index_(CreateTimeIndexOperatorUnique(period, std::make_shared<CStorage>(nullptr, 4))) {}
 
     // A producer pushes each record's time with the count of records so far, so that
     // the index finds the records before a time step.
@@ -100,7 +102,7 @@ struct Source {
     std::unique_ptr<IBaseCtr> item = std::make_unique<SourceItem>(&records);
     std::unique_ptr<IBaseCtr> reader;
 
-    Source() {
+    explicit Source(uint64_t period = Records::kPeriod) : records(period) {
         IItemType* type = RegisterClassType<SingleDataReader>("SingleDataReader", &testing_support::ModuleScope());
         reader.reset(type->CreateItem("single"));
         std::unique_ptr<IBaseCtr> record(RecordType()->CreateItem("record"));
@@ -206,7 +208,11 @@ TEST_F(LongMerge, RandomSeeksLandOnTheMergedRecord) {
 }
 
 TEST_F(LongMerge, IndexAtTimeIsTheLastRecordAtOrBeforeTheTimeIndexesCount) {
+    testing_support::LogCapture log;
     const uint64_t at_zero = merge->IndexAtTime(0.0);
+    // No record consumed: the look-up for the last one logs the positions.
+    EXPECT_TRUE(log.Contains(LogLevel::Info, "MaxIndexOf positions.size = 3"));
+    EXPECT_TRUE(log.Contains(LogLevel::Info, "positions.value = 0"));
     EXPECT_EQ(merge->IndexAtTime(-3.0), at_zero);  // negative acts as 0
     EXPECT_EQ(at_zero, CMultiSourceReader::kNone);  // no record by time 0
     // The time indexes count by whole periods: the answer lies before the time, short of
@@ -232,6 +238,25 @@ TEST_F(LongMerge, IndexOfRecordFindsItsGlobalPosition) {
     }
     EXPECT_EQ(merge->IndexOfRecord(9, 3), CMultiSourceReader::kNone);    // no source has the id
     EXPECT_EQ(merge->IndexOfRecord(1, 700), CMultiSourceReader::kNone);  // past its end
+}
+
+TEST(MultiSourceReader, AnIndexThatCountsNothingRewindsAndStepsTheWholeWay) {
+    // One time step holds everything: the indexes count 0 at any time, so a far seek
+    // rewinds and steps, and a step count above 10000 is logged and carried out.
+    Source a(1000000000), b(1000000000);
+    for (uint64_t t = 1; t <= 6000; ++t) {
+        a.records.Add(2 * t, 1);
+        b.records.Add(2 * t + 1, 2);
+    }
+    std::unique_ptr<IMultiSourceReader> merge(CreateMultiSourceReader());
+    merge->AddSource(a.reader.get());
+    merge->AddSource(b.reader.get());
+    merge->ResetPositions();
+    testing_support::LogCapture log;
+    EXPECT_EQ(SeekTo(*merge, 11001), std::make_pair(1u, uint64_t{5500}));
+    EXPECT_TRUE(log.Contains(LogLevel::Info, "Next count = 11001"));
+    EXPECT_EQ(SeekTo(*merge, 11999), std::make_pair(1u, uint64_t{5999}));
+    EXPECT_FALSE(merge->Seek(12000, nullptr, nullptr));
 }
 
 TEST(MultiSourceReader, OneSourceIsSeekedWithoutReadingARecord) {
