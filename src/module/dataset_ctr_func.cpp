@@ -119,14 +119,15 @@ bool CDataSetCtrFunc::Run(IFuncRunner* runner) {
 
 bool CDataSetCtrFunc::Command(IFuncRunner* runner, IBaseCtr* dataset, const std::string& command,
                               const std::string& value) {
-    auto is = [&](const char* name) { return command == name; };
+    auto is = [&](const char* name) { return StringCompare(command, name, true) == 0; };
     if (is("setSizeAxis") || is("setDataAxis")) {
         IBaseCtr* axis = runner->FindItem(value);
         return axis != nullptr && dataset->AddChildItem(axis, is("setSizeAxis") ? "sizeAxis" : "dataAxis", false);
     }
     const bool offset = is("setDataOffsetRange") || is("setSizeOffsetRange");
     if (offset || is("setDataScaleRange") || is("setSizeScaleRange")) {
-        IDatasetAxis* axis = AxisOf(dataset, command.find("Data") != std::string::npos ? "dataAxis" : "sizeAxis");
+        const bool data = is("setDataOffsetRange") || is("setDataScaleRange");
+        IDatasetAxis* axis = AxisOf(dataset, data ? "dataAxis" : "sizeAxis");
         if (axis == nullptr) return false;
         auto [a, b] = TwoValues(runner, value);
         if (offset)

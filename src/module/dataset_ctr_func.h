@@ -10,7 +10,7 @@
 // an element's value is the current value of the context item it names, else a number
 // (0 when it is neither).
 //
-// Commands: "setSizeAxis", "setDataAxis" (the item named by value becomes that child),
+// Commands, named without regard to case: "setSizeAxis", "setDataAxis" (the item named by value becomes that child),
 // "setDataOffsetRange", "setSizeOffsetRange", "setDataScaleRange", "setSizeScaleRange"
 // (two values to the axis), "setSizeOffsetRangeStr", "setDataOffsetRangeStr" (the
 // value item named holds "a b"; the data axis takes them in the opposite order),

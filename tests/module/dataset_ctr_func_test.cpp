@@ -94,7 +94,7 @@ TEST(DataSetCtrFunc, AxesTakeTheirItemsAndRangesFromNumbersAndNamedValues) {
     EXPECT_EQ(OffsetRange(ds, "sizeAxis"), std::make_pair(1.5, 7.0));
     ASSERT_TRUE(RunSteps(R"(<dataset id="ds" ctr="setDataScaleRange" value="" args="lo:-2,hi:seven"/>)"));
     EXPECT_EQ(ScaleRange(ds, "dataAxis"), std::make_pair(-2.0, 7.0));
-    ASSERT_TRUE(RunSteps(R"(<dataset id="ds" ctr="setSizeScaleRange" value="5"/>)"));  // a missing value is 0
+    ASSERT_TRUE(RunSteps(R"(<dataset id="ds" ctr="SETSIZESCALERANGE" value="5"/>)"));  // a missing value is 0
     EXPECT_EQ(ScaleRange(ds, "sizeAxis"), std::make_pair(5.0, 0.0));
 
     // "a b" texts: the data axis takes the halves the other way round.
