@@ -14,6 +14,7 @@
 #include "host/item_type.h"
 #include "host/struct_type.h"
 #include "host/value_item.h"
+#include "host/value_format.h"
 #include "host/item_binding.h"
 #include "host/xml_items.h"
 #include "host/func_item.h"
@@ -60,12 +61,14 @@
 #include "dataset/dataset_tool.h"
 #include "dataset/element_types.h"
 #include "dataset/long_double.h"
+#include "dataset/math_dataset_interface.h"
 #include "dataset/partial_exportable.h"
 #include "dataset/record_types.h"
 #include "dataset/records.h"
 #include "dataset/serialization_helper.h"
 #include "dataset/tagged_table.h"
 #include "dataset/time_rules.h"
+#include "dataset/type_source.h"
 
 // Wave datasets and their producers.
 #include "wave/basic_wave_checker.h"
@@ -82,8 +85,11 @@
 #include "reader/basic_wave_reader.h"
 #include "reader/column_fill.h"
 #include "reader/data_piece.h"
+#include "reader/multi_source_reader.h"
 #include "reader/piece_reader.h"
 #include "reader/piece_tool.h"
+#include "reader/single_data_reader.h"
+#include "reader/simple_reader.h"
 
 // Math helpers.
 #include "math/spline.h"
@@ -109,8 +115,9 @@
 #include "common/wave_type_ops.h"
 #include "common/xml_dataset.h"
 #include "common/xml_dataset_definition.h"
-#include "common/xml_storage_reader.h"
 
 // The module entry and the registration of every item type.
+#include "module/dataset_ctr_func.h"
+#include "module/dataset_manager.h"
 #include "module/module_entry.h"
 #include "module/type_registration.h"

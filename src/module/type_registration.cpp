@@ -4,9 +4,12 @@
 #include "common/common_wave_dataset.h"
 #include "common/xml_dataset.h"
 #include "dataset/axis.h"
+#include "dataset/dataset_base_ex.h"
 #include "dataset/dataset_tool.h"
 #include "dataset/record_types.h"
+#include "dataset/type_source.h"
 #include "host/item_binding.h"
+#include "module/dataset_manager.h"
 #include "reader/data_piece.h"
 #include "trend/basic_trend_dataset.h"
 #include "wave/basic_wave_dataset.h"
@@ -20,6 +23,7 @@ void RegisterModuleTypes(ILocalSource* source) {
     RegisterClassType<BasicWaveDataSet<int16_t>>("WAVEDATASET[INT16]", source);
     RegisterClassType<BasicWaveDataSet<double>>("WAVEDATASET[DOUBLE]", source);
     RegisterClassType<DeviceWaveDataSet<float>>("DEVWAVEDATASET[FLOAT]", source);
+    // The math types ("MATH[DOUBLE,+]" and the like) come here, before the trend types.
     // The trend types go into the type manager's root scope, without a source.
     RegisterClassType<BasicTrendDataSet<float>>("BASIC_TREND[FLOAT]");
     RegisterClassType<BasicTrendDataSet<double>>("BASIC_TREND[DOUBLE]");
@@ -32,7 +36,11 @@ void RegisterModuleTypes(ILocalSource* source) {
     RegisterClassType<BasicTrendDataSet<int32_t>>("BASIC_TREND[INT32]");
     RegisterClassType<BasicTrendDataSet<int64_t>>("BASIC_TREND[INT64]");
     RegisterClassType<CommonWaveDataSet>("WaveDataset", source);
+    // Without a source: the type manager's root scope.
+    RegisterClassType<DataSetBaseEx>("_DataSetEx_");
+    RegisterDataSetManager(source);
     RegisterPieceType(source);
+    RegisterClassType<CTypeSource>("TypeSource", source);
     RegisterBasicWaveItems(source);
     RegisterXmlDatasetType(source);
 }
