@@ -26,8 +26,9 @@ void ProgressBar::Update(double fraction, double amount) {
     constexpr int kWidth = 40;
     const int filled = static_cast<int>(std::clamp(fraction, 0.0, 1.0) * kWidth);
     const double elapsed = now - started_;
-    fmt::print("\r  {} [{}{}] {:5.1f}%  {:8.1f} {}/s", label_, std::string(filled, '#'),
-               std::string(kWidth - filled, '.'), fraction * 100, elapsed > 0 ? amount / elapsed : 0.0, unit_);
+    fmt::print("\r  {} [{}{}] {:5.1f}%", label_, std::string(filled, '#'), std::string(kWidth - filled, '.'),
+               fraction * 100);
+    if (!unit_.empty()) fmt::print("  {:8.1f} {}/s", elapsed > 0 ? amount / elapsed : 0.0, unit_);
     std::fflush(stdout);
 }
 

@@ -6,7 +6,8 @@
 
 class ProgressBar {
 public:
-    // label: what is in progress, e.g. "export"; unit: what the rate counts, e.g. "MiB".
+    // label: what is in progress, e.g. "export"; unit: what the rate counts, e.g. "MiB";
+    // empty: no rate.
     ProgressBar(std::string label, std::string unit);
     // fraction: the share done, 0 .. 1; amount: how much of unit is done so far.
     void Update(double fraction, double amount);

@@ -14,6 +14,7 @@
 #include "host/item_type.h"
 #include "host/struct_type.h"
 #include "host/value_item.h"
+#include "host/value_format.h"
 #include "host/item_binding.h"
 #include "host/xml_items.h"
 #include "host/func_item.h"
@@ -67,6 +68,7 @@
 #include "dataset/serialization_helper.h"
 #include "dataset/tagged_table.h"
 #include "dataset/time_rules.h"
+#include "dataset/type_source.h"
 
 // Wave datasets and their producers.
 #include "wave/basic_wave_checker.h"
@@ -83,8 +85,11 @@
 #include "reader/basic_wave_reader.h"
 #include "reader/column_fill.h"
 #include "reader/data_piece.h"
+#include "reader/multi_source_reader.h"
 #include "reader/piece_reader.h"
 #include "reader/piece_tool.h"
+#include "reader/single_data_reader.h"
+#include "reader/simple_reader.h"
 
 // Math datasets: waves computed from two waves; the spline of the read path.
 #include "math/math_dataset.h"
@@ -113,8 +118,9 @@
 #include "common/wave_type_ops.h"
 #include "common/xml_dataset.h"
 #include "common/xml_dataset_definition.h"
-#include "common/xml_storage_reader.h"
 
 // The module entry and the registration of every item type.
+#include "module/dataset_ctr_func.h"
+#include "module/dataset_manager.h"
 #include "module/module_entry.h"
 #include "module/type_registration.h"

@@ -2,12 +2,12 @@
 
 #include "common/common_wave_interfaces.h"
 #include "common/dataset_item_interfaces.h"
-#include "common/xml_storage_reader.h"
 #include "host/base_ctr.h"
 #include "host/item_binding.h"
 #include "host/local_source.h"
 #include "host/logger.h"
 #include "host/string_utils.h"
+#include "reader/simple_reader.h"
 #include "storage/device_channels.h"
 
 #include <map>
@@ -170,7 +170,7 @@ std::shared_ptr<CtrVar> XmlDataset::GetExtendCtr(const VellumTypeID& type, bool 
     auto declaration = declared->second.find(name);
     if (declaration == declared->second.end()) return {};
     if (type == VellumTypeOf<IReader>())
-        return MakeOwnedCtrVar<IReader>(std::make_unique<XmlStorageReader>(*this, name, declaration->second.unit_size));
+        return MakeOwnedCtrVar<IReader>(std::make_unique<SimpleReader>(Storages(), name, static_cast<int32_t>(declaration->second.unit_size)));
     return ItemExtension(declaration->second, type, flag, reader);
 }
 

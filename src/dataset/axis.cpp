@@ -206,7 +206,9 @@ void CDatasetAxis::ApplyInit(const std::string& text, ILocalSource* source) {
         return named == nullptr && SysStringToValue(type_code, value, field);
     };
 
-    for (const auto& [key, value] : ParseConfigString(text)) {
+    for (const auto& entry : ParseConfigString(text)) {
+        const std::string& key = entry.first;
+        const std::string& value = entry.second;
         auto is = [&key](const char* name) { return StringCompare(key, name, true) == 0; };
         if (is("offset")) {
             // The sign belongs to a literal; a named item is bound as it is.

@@ -36,6 +36,22 @@ bool DataSetBaseEx::SetListener(IDataSetEx* listener) {
     return true;
 }
 
+std::shared_ptr<CtrVar> DataSetBaseEx::GetExtendCtr(const VellumTypeID& type, bool, const std::string&) {
+    if (type == VellumTypeOf<IDataSetBase>()) return MakeCtrVar<IDataSetBase>(this);
+    if (type == VellumTypeOf<ISerializable>()) return MakeCtrVar<ISerializable>(this);
+    return {};
+}
+
+bool DataSetBaseEx::ItemSwap(DataSetBaseEx* a, DataSetBaseEx* b) {
+    if (a == nullptr || b == nullptr) return false;
+    if (a->storages_.size() != b->storages_.size()) return false;
+    for (auto ia = a->storages_.begin(), ib = b->storages_.begin(); ia != a->storages_.end(); ++ia, ++ib)
+        if (ia->first != ib->first) return false;
+    for (auto ia = a->storages_.begin(), ib = b->storages_.begin(); ia != a->storages_.end(); ++ia, ++ib)
+        ia->second->Swap(ib->second.get());
+    return false;
+}
+
 bool DataSetBaseEx::EnableThrottle(bool on) {
     for (const auto& entry : storages_) entry.second->SetOption("enable_throttle", Vellum::Var(on));
     return true;

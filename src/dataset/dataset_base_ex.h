@@ -11,6 +11,7 @@
 
 #include "dataset/dataset_interfaces.h"
 #include "dataset/storage_groups.h"
+#include "host/ctr_var.h"
 #include "host/serialization.h"
 
 #include <atomic>
@@ -50,6 +51,13 @@ public:
     void Serialize(std::shared_ptr<SerializeContext> context, const SerializeConfig*) override { Save(context); }
     bool Deserialize(std::shared_ptr<SerializeContext> context) override { return Load(context); }
 
+    // Answers IDataSetBase and ISerializable with this object; anything else is empty.
+    std::shared_ptr<CtrVar> GetExtendCtr(const VellumTypeID& type, bool flag, const std::string& name);
+    // Exchanges the channels of two datasets with the same storage ids, as
+    // DataSetBase::ItemSwap does. False in every case, also when the swap was made.
+    static bool ItemSwap(DataSetBaseEx* a, DataSetBaseEx* b);
+
+    IDataSetEx* Listener() const { return listener_; }
     void SetResolver(Resolver resolver) { resolver_ = std::move(resolver); }
     const std::string& CurrentGroup() const { return current_group_; }
     uint32_t LockCount() const { return lock_count_.load(); }
@@ -66,3 +74,5 @@ private:
     std::atomic<uint32_t> lock_count_{0};
     Resolver resolver_;
 };
+
+VELLUM_BASES(DataSetBaseEx, IDataSetBase, ISerializable);

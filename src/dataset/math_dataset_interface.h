@@ -1,6 +1,6 @@
 #pragma once
-// IMathDataSet: the face by which the rest of the system drives the calculation of a
-// math dataset (a wave computed from two linked source waves), and the rule of the
+// IMathDataSet: a dataset whose samples are calculated from other datasets, asked to
+// calculate a time range and to tell the range it calculated last; and the rule of the
 // script command "setCalcRange" on top of it.
 //
 // A math dataset item answers GetExtendCtr(VellumTypeOf<IMathDataSet>()) with a handle
@@ -13,11 +13,11 @@ class IBaseCtr;
 class IMathDataSet {
 public:
     virtual ~IMathDataSet() = default;
-    // Calculates the range [start, end], in seconds, appending to the dataset's storages.
-    // It does not clear: a caller that wants a fresh result sends "Clear" first.
+    // Calculates the samples of [start, end] (seconds), appending to the dataset's
+    // storages. It does not clear: a caller that wants a fresh result sends "Clear" first.
     virtual void CalcRange(double start, double end) = 0;
-    // The range of the last completed calculation, as it was requested; 0, 0 before the
-    // first one and after "Clear".
+    // The range of the last calculation, as it was requested; 0, 0 before the first one
+    // and after "Clear".
     virtual void GetLastRange(double& start, double& end) = 0;
 };
 

@@ -17,11 +17,12 @@ namespace {
 
 class ProjectFile final : public IProjectFile {
 public:
-    ProjectFile(std::string name, std::string path) : name_(std::move(name)), path_(std::move(path)) {}
+    ProjectFile(std::string name, std::string path, bool of_loaded_project)
+        : name_(std::move(name)), path_(std::move(path)), of_loaded_project_(of_loaded_project) {}
 
     ~ProjectFile() override {
         file_.Close();
-        if (!auto_remove_) return;
+        if (!auto_remove_ || of_loaded_project_) return;
         std::error_code error;
         fs::remove(path_, error);
         if (error)
@@ -43,6 +44,7 @@ public:
 private:
     const std::string name_;
     const std::string path_;
+    const bool of_loaded_project_;
     Tessel::CFile file_;
     std::atomic<bool> auto_remove_{false};
     std::atomic<int> ready_{0};
@@ -208,7 +210,7 @@ std::weak_ptr<IProjectFile> ProjectFileManager::GetFile(const std::string& name,
         }
     }
 
-    auto file = std::make_shared<ProjectFile>(name, path.string());
+    auto file = std::make_shared<ProjectFile>(name, path.string(), flag == 1);
     if (!file->Open(mode)) {
         log.Add(LogLevel::Error, "project file '{}': cannot open {} with mode {}", name, path.string(), mode);
         return {};

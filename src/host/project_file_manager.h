@@ -11,6 +11,10 @@
 //   creates it and its parent folders). Flag 1: an existing file of the loaded project,
 //   opened with the caller's mode less create and truncate; a missing one gives an empty
 //   weak_ptr and a warning. Any other flag is refused.
+// - Auto-removal deletes a file of this project when it is released. A file of the
+//   loaded project (flag 1) belongs to the saved project, not to this session: it is
+//   never deleted by this manager, whatever its auto-removal says, so that loading a
+//   project and closing it again leaves the project as it was.
 //   A file that cannot be opened is not kept: the caller gets an empty weak_ptr and an
 //   error is logged. So GetCFile() of a file handed out by the manager is never null.
 // - The same name (after normalisation) gives the same object while it is open; the

@@ -1,5 +1,6 @@
 #include "module/module_entry.h"
 
+#include "module/dataset_ctr_func.h"
 #include "module/type_registration.h"
 #include "host/local_source.h"
 #include "host/logger.h"
@@ -26,6 +27,7 @@ extern "C" bool InitDataSetModule(ILocalSource* source, unsigned int pool_expand
     if (source == nullptr) source = GetRootLocal();
     if (source->GetLocalItemType("AXIS", true) != nullptr) return true;
 
+    RegisterDataSetCtrFunc();
     // The sizes come before any type exists, so that no storage is made under others.
     ApplySize("pool expand size", [&] { CMemoryManager::SetPoolExpandSize(pool_expand); });
     ApplySize("maximum pool size", [&] { CMemoryManager::SetMaxPoolSize(max_pool); });

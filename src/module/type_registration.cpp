@@ -4,10 +4,13 @@
 #include "common/common_wave_dataset.h"
 #include "common/xml_dataset.h"
 #include "dataset/axis.h"
+#include "dataset/dataset_base_ex.h"
 #include "dataset/dataset_tool.h"
 #include "dataset/record_types.h"
+#include "dataset/type_source.h"
 #include "host/item_binding.h"
 #include "math/math_dataset.h"
+#include "module/dataset_manager.h"
 #include "reader/data_piece.h"
 #include "trend/basic_trend_dataset.h"
 #include "wave/basic_wave_dataset.h"
@@ -38,7 +41,11 @@ void RegisterModuleTypes(ILocalSource* source) {
     RegisterClassType<BasicTrendDataSet<int32_t>>("BASIC_TREND[INT32]");
     RegisterClassType<BasicTrendDataSet<int64_t>>("BASIC_TREND[INT64]");
     RegisterClassType<CommonWaveDataSet>("WaveDataset", source);
+    // Without a source: the type manager's root scope.
+    RegisterClassType<DataSetBaseEx>("_DataSetEx_");
+    RegisterDataSetManager(source);
     RegisterPieceType(source);
+    RegisterClassType<CTypeSource>("TypeSource", source);
     RegisterBasicWaveItems(source);
     RegisterXmlDatasetType(source);
 }

@@ -4,6 +4,7 @@
 #include "host/item_type.h"
 #include "host/string_utils.h"
 #include "host/struct_type.h"
+#include "storage/time_index.h"
 
 #include <algorithm>
 #include <cstring>
@@ -86,9 +87,11 @@ void SingleDataReader::UpdateSource(IBaseCtr* item) {
     item->SubscribeEvent("Destroy", destroy_watcher);
 }
 
-std::shared_ptr<CtrVar> SingleDataReader::GetExtendCtr(const VellumTypeID& type, bool, const std::string&) {
+std::shared_ptr<CtrVar> SingleDataReader::GetExtendCtr(const VellumTypeID& type, bool flag, const std::string& name) {
     if (type == VellumTypeOf<IStructDataSetReader>()) return MakeCtrVar<IStructDataSetReader>(this);
     if (type == VellumTypeOf<IReader>()) return MakeCtrVar<IReader>(source);
+    if (type == VellumTypeOf<ITimeIndexOperator>() && source_item != nullptr)
+        return source_item->GetExtendCtr(type, flag, name);
     return {};
 }
 
@@ -163,4 +166,11 @@ IStructDataSetReader::SourceIdGen SingleDataReader::GetSourceId() {
         if (id_item == nullptr || id_type == nullptr) return 0;
         return static_cast<uint32_t>(FieldOf(id_item, record, "source_id"));
     };
+}
+
+uint64_t SingleDataReader::RecordSize() {
+    uint64_t size = 0;
+    for (IStructType* type : {data_type, sort_type, id_type})
+        if (type != nullptr) size = std::max<uint64_t>(size, type->StructSize());
+    return size;
 }

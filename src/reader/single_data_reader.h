@@ -43,6 +43,9 @@ public:
     virtual SortKeyGen GetSortKeyGen() { return {}; }
     // The source id of a record; an empty function by default.
     virtual SourceIdGen GetSourceId() { return {}; }
+    // Bytes that one record read from the source must have room for: the record and
+    // anything the sort key and source id read from it. 0 when unknown.
+    virtual uint64_t RecordSize() { return 0; }
     IBaseCtr* GetChildItem(const std::string&) override { return nullptr; }
 };
 
@@ -55,7 +58,8 @@ public:
 
     bool InitItem(IBaseCtr* item);
     bool SetLinkItem(IBaseCtr* item, const std::string& name);
-    // IStructDataSetReader (this object) and IReader (the source).
+    // IStructDataSetReader (this object), IReader (the source) and the source item's
+    // own answer for a time index (ITimeIndexOperator) over its records.
     std::shared_ptr<CtrVar> GetExtendCtr(const VellumTypeID& type, bool flag, const std::string& name);
 
     bool GotoBegin() override;
@@ -72,6 +76,7 @@ public:
     IBaseCtr* GetChildItem(const std::string& name) override;
     SortKeyGen GetSortKeyGen() override;
     SourceIdGen GetSourceId() override;
+    uint64_t RecordSize() override;
 
     unsigned long long CurrentIndex() const { return current_index; }
     IBaseCtr* SourceItem() const { return source_item; }

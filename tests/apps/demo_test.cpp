@@ -8,6 +8,7 @@
 #include <hdf5.h>
 #include <png.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -127,6 +128,62 @@ TEST(Demo, BadUsageExitsWithTwoAndFailuresWithOne) {
               kExitFailure);
     EXPECT_NE(ReadText(messages).find(target.string()), std::string::npos) << ReadText(messages);
     EXPECT_FALSE(fs::exists(target));
+    fs::remove_all(base);
+}
+
+// One process records and saves the capture with a project; a second one opens that
+// project and answers the same views from the files, without recording; a third one
+// exports it. The two runs' columns agree bit for bit, and the saved project survives
+// being loaded.
+TEST(Demo, ASavedCaptureAnswersTheSameViewsInALaterProcess) {
+    const fs::path base = fs::temp_directory_path() / ("wavestore-demo-save-" + std::to_string(::getpid()));
+    fs::remove_all(base);
+    const fs::path project = base / "project";
+    ASSERT_EQ(RunDemo("--quiet --size 8M --pool 32 --write-columns --output " + (base / "first").string() +
+                      " --save " + project.string()),
+              0);
+    ASSERT_TRUE(fs::exists(project / "project.xml"));
+    ASSERT_EQ(RunDemo("--quiet --pool 32 --write-columns --output " + (base / "second").string() + " --load " +
+                      project.string()),
+              0);
+    const std::string report = ReadText(base / "second" / "report.txt");
+    EXPECT_NE(report.find("without recording"), std::string::npos) << report;
+    EXPECT_EQ(report.find("recorded"), std::string::npos) << report;
+    for (const char* view : {"whole", "zoom-1pct", "zoom-0.01pct", "fill-linear"}) {
+        const std::string first = ReadText(base / "first" / (std::string(view) + ".columns.txt"));
+        const std::string second = ReadText(base / "second" / (std::string(view) + ".columns.txt"));
+        EXPECT_EQ(std::count(first.begin(), first.end(), '\n'), 1000) << view;
+        EXPECT_EQ(first, second) << view;
+    }
+    const auto searches = [](const std::string& text) {
+        std::string lines;
+        std::istringstream in(text);
+        for (std::string line; std::getline(in, line);)
+            if (line.rfind("search", 0) == 0) lines += line.substr(0, line.rfind("s ")) + "\n";  // without the time taken
+        return lines;
+    };
+    EXPECT_EQ(searches(ReadText(base / "first" / "report.txt")), searches(report));
+
+    // The exporter reads the same project: the whole capture, and a span of it (on the
+    // first run's grid of 1 µs from 0 s: 1001 samples, both ends included).
+    const fs::path messages = base / "export.txt";
+    EXPECT_EQ(RunProgram(WAVESTORE_EXPORT_PATH, "--quiet " + project.string() + " " + (base / "all.h5").string(), messages),
+              kExitOk)
+        << ReadText(messages);
+    EXPECT_NE(ReadText(messages).find("2097152 samples"), std::string::npos) << ReadText(messages);
+    EXPECT_EQ(RunProgram(WAVESTORE_EXPORT_PATH,
+                         "--quiet --begin 0.1 --end 0.101 " + project.string() + " " + (base / "span.h5").string(),
+                         messages),
+              kExitOk);
+    EXPECT_NE(ReadText(messages).find("1001 samples"), std::string::npos) << ReadText(messages);
+    // A target that can't be written: exit 1, the path and the reason, no file left.
+    const fs::path bad = base / "missing" / "x.h5";
+    EXPECT_EQ(RunProgram(WAVESTORE_EXPORT_PATH, "--quiet " + project.string() + " " + bad.string(), messages),
+              kExitFailure);
+    EXPECT_NE(ReadText(messages).find(bad.string()), std::string::npos) << ReadText(messages);
+    EXPECT_FALSE(fs::exists(bad));
+    EXPECT_EQ(RunProgram(WAVESTORE_EXPORT_PATH, "--quiet " + (base / "nothing").string() + " x.h5", messages),
+              kExitUsage);  // no such project folder
     fs::remove_all(base);
 }
 

@@ -3,10 +3,10 @@
 
 #include "common/xml_dataset.h"
 #include "common/xml_dataset_definition.h"
-#include "common/xml_storage_reader.h"
 #include "common_test_scope.h"
 #include "host/base_ctr.h"
 #include "host/value_item.h"
+#include "reader/simple_reader.h"
 #include "storage/storage_base.h"
 #include "support/log_capture.h"
 #include "wave/struct_reader.h"
@@ -149,7 +149,7 @@ TEST(XmlDataset, HandsOutStorageReadersAndThrowsForAKeyItLost) {
     EXPECT_TRUE(QueryInterface<DataSetBase>(item.get()));
 
     // The lookup behind the reader throws for a key that no storage has.
-    EXPECT_THROW(XmlStorageReader(*dataset, "gone", 8), std::out_of_range);
+    EXPECT_THROW(SimpleReader(dataset->Storages(), "gone", 8), std::out_of_range);
 }
 
 TEST(XmlDataset, TypesExtendTheirBaseAndItemsShareTheirTypesDefinition) {

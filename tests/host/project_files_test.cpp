@@ -91,6 +91,11 @@ TEST_F(HostFiles, LoadedFilesMustExistBadNamesAreRefusedAndReleaseAutoRemoves) {
         EXPECT_EQ(old->GetCFile()->Read(buffer, sizeof buffer), 3);
         EXPECT_STREQ(buffer, "abc");
         EXPECT_EQ(manager.GetFile("__old__/x.wsc", kReadWriteCreate, 1).lock(), old);
+        // A file of the loaded project outlives its release, even with auto-removal on.
+        old->SetAutoRemove(true);
+        old.reset();
+        EXPECT_TRUE(manager.ReleaseFile("__old__/x.wsc"));
+        EXPECT_TRUE(fs::exists(dir_ / "__old__" / "x.wsc"));
         for (const char* name : {"", "/etc/passwd", "../outside.wsc", "a/../../outside.wsc", "dir/", "."})
             EXPECT_TRUE(manager.GetFile(name, kReadWriteCreate, 0).expired()) << name;
         EXPECT_TRUE(manager.GetFile("ok.wsc", kReadWriteCreate, 2).expired());

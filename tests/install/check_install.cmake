@@ -45,3 +45,13 @@ foreach(picture whole.png zoom-1pct.png zoom-0.01pct.png fill-linear.png capture
   endif()
 endforeach()
 run(${prefix}/bin/wavestore_cache_info --json ${WORK_DIR}/demo/capture.h5)
+
+# The capture saved with a project, opened and exported by the installed programs.
+run(${prefix}/bin/wavestore_demo --quiet --size 1M --pool 16 --output ${WORK_DIR}/saved-run
+    --save ${WORK_DIR}/project)
+run(${prefix}/bin/wavestore_demo --quiet --pool 16 --output ${WORK_DIR}/loaded-run --load ${WORK_DIR}/project)
+run(${prefix}/bin/wavestore_export --help)
+run(${prefix}/bin/wavestore_export --quiet ${WORK_DIR}/project ${WORK_DIR}/project.h5)
+if(NOT EXISTS ${WORK_DIR}/project.h5)
+  message(FATAL_ERROR "the installed exporter wrote no file")
+endif()

@@ -18,6 +18,7 @@
 #include <future>
 #include <memory>
 #include <numeric>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -28,7 +29,7 @@ using reliability::FailureKind;
 using reliability::FaultChannel;
 using reliability::FaultPlan;
 
-constexpr uint64_t kUnitsPerStorage = 512 * 1024;  // 2 MiB of 4-byte units each, 6 MiB in all
+constexpr uint64_t kUnitsPerStorage = 384 * 1024;  // 1.5 MiB of 4-byte units each, 4.5 MiB in all
 constexpr uint64_t kBatch = 16 * 1024;
 
 // Runs body on a thread of its own; a body that doesn't end in time is a hang, and the
@@ -59,7 +60,7 @@ uint64_t RunScenario(std::vector<std::unique_ptr<CStorage>>& storages) {
             for (uint64_t i = 0; i < kBatch; ++i) batch[i] = Value(s, done + i);
             EXPECT_EQ(storages[s]->Write(batch.data(), kBatch), kBatch);
         }
-        if (done % (256 * 1024) == 0) storages[done / kBatch % 3]->Sync();
+        if (done % (128 * 1024) == 0) storages[done / kBatch % 3]->Sync();
     }
     for (auto& storage : storages) storage->Sync();
     uint64_t missing = 0;
@@ -113,6 +114,11 @@ struct Variant {
     bool persistent;
 };
 
+void PrintTo(const Variant& variant, std::ostream* out) {
+    *out << (variant.writes ? "write" : "read") << (variant.kind == FailureKind::Exception ? " throws" : " errs")
+         << (variant.persistent ? " from then on" : " once");
+}
+
 class EveryCall : public ::testing::TestWithParam<Variant> {};
 
 TEST_P(EveryCall, FailsWithoutCrashHangOrWrongSample) {
@@ -121,10 +127,10 @@ TEST_P(EveryCall, FailsWithoutCrashHangOrWrongSample) {
     ASSERT_GT(calls, 100u);
     testing_support::LogCapture log;
     uint64_t short_runs = 0, failures = 0;
-    // Every N of the first 24 calls, then every 29th: the boundaries of the scenario's
+    // Every N of the first 12 calls, then every 37th: the boundaries of the scenario's
     // phases (first blocks, recycling, syncs, reads) all lie in reach, and the suite
     // stays within a minute under the sanitizers.
-    for (uint64_t n = 1; n <= calls; n += n < 24 ? 1 : 29) {
+    for (uint64_t n = 1; n <= calls; n += n < 12 ? 1 : 37) {
         FaultPlan writes, reads;
         FaultPlan& plan = variant.writes ? writes : reads;
         plan.at = n;
