@@ -5,8 +5,8 @@
 //
 //   ratio_vs_plain_loop   plain loop time / CalcRange time (averages)
 //   peak_extra_mib        the most that the resident size grew during a CalcRange beyond
-//                         what it was before (the pool is at its maximum by then: the
-//                         sources alone are 800 MB)
+//                         what it was before, pool growth included (the pool has grown
+//                         while the sources were pushed)
 //   pool_mib              the pool's size in MiB after the calculation
 //
 //   extra_samples         samples written beyond the sources' count: the time walk steps
