@@ -29,9 +29,7 @@ void SummaryCursor<T>::Reset(IReader* index, typename IndexSummary<T>::Snapshot 
 
 template <class T>
 uint64_t SummaryCursor<T>::Span(int level) {
-    uint64_t span = 1;
-    for (int k = 0; k < level; ++k) span *= kFanout;
-    return span;
+    return uint64_t{1} << Shift(level);
 }
 
 template <class T>
@@ -50,14 +48,16 @@ unsigned SummaryCursor<T>::EntrySide(const MinMaxData<T>& entry, double value) {
 template <class T>
 template <class Unit, class Source>
 const Unit* SummaryCursor<T>::Fetch(Window<Unit>& window, Source& source, uint64_t available, uint64_t pos,
-                                    bool forward) {
+                                    bool forward, uint64_t units) {
     if (pos >= window.first && pos - window.first < window.count) return &window.data[pos - window.first];
     if (pos >= available) return nullptr;
-    // Forward, from the unit before pos (the lower partner of a pair); downward, up to the
-    // unit after it.
-    const uint64_t start = forward ? (pos > 0 ? pos - 1 : 0) : (pos + 2 > kWindowUnits ? pos + 2 - kWindowUnits : 0);
-    const uint64_t n = std::min(kWindowUnits, available - start);
-    window.data.resize(kWindowUnits);
+    // A fold reads the aligned group of pos. A walk reads on from the unit before pos
+    // (the lower partner of a pair) forward, and up to the unit after it downward.
+    uint64_t start = pos / units * units;
+    if (units == kWindowUnits)
+        start = forward ? (pos > 0 ? pos - 1 : 0) : (pos + 2 > kWindowUnits ? pos + 2 - kWindowUnits : 0);
+    const uint64_t n = std::min(units, available - start);
+    window.data.resize(std::max<std::size_t>(window.data.size(), units));
     window.first = start;
     window.count = source.Read(start, window.data.data(), n);
     if (pos - start >= window.count) return nullptr;
@@ -66,7 +66,7 @@ const Unit* SummaryCursor<T>::Fetch(Window<Unit>& window, Source& source, uint64
 
 template <class T>
 bool SummaryCursor<T>::EntryAt(uint64_t pos, bool forward, MinMaxData<T>& out) {
-    const MinMaxData<T>* entry = Fetch(entries_, *index_, held_, pos, forward);
+    const MinMaxData<T>* entry = Fetch(entries_, *index_, held_, pos, forward, kWindowUnits);
     if (entry == nullptr) return false;
     out = *entry;
     return true;
@@ -76,7 +76,7 @@ template <class T>
 bool SummaryCursor<T>::RecordAt(int level, uint64_t group, bool forward, SummaryRecord<T>& out) {
     const auto k = static_cast<std::size_t>(level - 1);
     const SummaryRecord<T>* record =
-        Fetch(records_[k], *snapshot_.levels[k], snapshot_.records[k], group, forward);
+        Fetch(records_[k], *snapshot_.levels[k], snapshot_.records[k], group, forward, kWindowUnits);
     if (record == nullptr) return false;
     out = *record;
     return true;
@@ -89,10 +89,11 @@ int SummaryCursor<T>::LevelAt(uint64_t pos, uint64_t lo, uint64_t hi, bool forwa
         const uint64_t records = snapshot_.records[static_cast<std::size_t>(level - 1)];
         if (forward) {
             // The group that starts at pos.
-            if (pos % span == 0 && hi - pos >= span - 1 && pos / span < records) return level;
+            if ((pos & (span - 1)) == 0 && hi - pos >= span - 1 && (pos >> Shift(level)) < records) return level;
         } else {
             // The group that ends at pos.
-            if ((pos + 1) % span == 0 && pos + 1 - lo >= span && (pos + 1) / span - 1 < records) return level;
+            if (((pos + 1) & (span - 1)) == 0 && pos + 1 - lo >= span && ((pos + 1) >> Shift(level)) - 1 < records)
+                return level;
         }
     }
     return 0;
@@ -104,10 +105,10 @@ typename SummaryCursor<T>::Sided SummaryCursor<T>::SidedAt(uint64_t pos, uint64_
     // From the coarsest group that fits down to the finest, the first one on one side.
     for (int level = LevelAt(pos, lo, hi, forward); level >= 1; --level) {
         const uint64_t span = Span(level);
-        const bool fits = forward ? pos % span == 0 && hi - pos >= span - 1
-                                  : (pos + 1) % span == 0 && pos + 1 - lo >= span;
+        const bool fits = forward ? (pos & (span - 1)) == 0 && hi - pos >= span - 1
+                                  : ((pos + 1) & (span - 1)) == 0 && pos + 1 - lo >= span;
         if (!fits) continue;
-        const uint64_t group = forward ? pos / span : (pos + 1) / span - 1;
+        const uint64_t group = forward ? pos >> Shift(level) : ((pos + 1) >> Shift(level)) - 1;
         SummaryRecord<T> record{};
         if (group >= snapshot_.records[static_cast<std::size_t>(level - 1)] ||
             !RecordAt(level, group, forward, record))
@@ -118,32 +119,72 @@ typename SummaryCursor<T>::Sided SummaryCursor<T>::SidedAt(uint64_t pos, uint64_
 }
 
 template <class T>
+uint64_t SummaryCursor<T>::SidedRun(int level, uint64_t group, uint64_t limit, bool forward, double value,
+                                    unsigned& mask) {
+    const auto k = static_cast<std::size_t>(level - 1);
+    Window<SummaryRecord<T>>& window = records_[k];
+    const SummaryRecord<T>* first = Fetch(window, *snapshot_.levels[k], snapshot_.records[k], group, forward,
+                                          kWindowUnits);
+    if (first == nullptr) return 1;
+    // Records in the window on the side of the walk, the first one included.
+    const uint64_t held = forward ? window.first + window.count - group : group - window.first + 1;
+    const uint64_t n_max = std::min(limit, held);
+    uint64_t n = 1;
+    for (; n < n_max; ++n) {
+        const SummaryRecord<T>& next = forward ? first[n] : *(first - n);
+        const unsigned side = Side(next.lo, next.hi, value);
+        if ((side & mask) == 0) break;
+        mask = side;
+    }
+    return n;
+}
+
+template <class T>
 bool SummaryCursor<T>::Fold(uint64_t first, uint64_t last, MinMaxData<T>& running) {
     if (first > last || first >= held_) return false;
     const uint64_t end = std::min(last, held_ - 1);
     bool seen = false;
+    // Folded in locals, which the compiler keeps in registers, and stored once at the end.
+    T lo = running.min, hi = running.max;
     for (uint64_t pos = first; pos <= end;) {
-        const int level = LevelAt(pos, first, end, true);
-        SummaryRecord<T> record{};
-        if (level > 0 && RecordAt(level, pos / Span(level), true, record)) {
-            // The same strict comparisons as for the entries it stands for.
-            if (record.min < running.min) running.min = record.min;
-            if (record.max > running.max) running.max = record.max;
-            seen = true;
-            pos += Span(level);
-            continue;
+        if (const int level = LevelAt(pos, first, end, true)) {
+            // A run of records of this level: those that fit, exist, and come before the
+            // border of the level above (where a coarser record may take over).
+            const auto k = static_cast<std::size_t>(level - 1);
+            const uint64_t span = Span(level);
+            const uint64_t group = pos >> Shift(level);
+            const uint64_t run = std::min({(end - pos + 1) >> Shift(level), snapshot_.records[k] - group,
+                                           kFanout - group % kFanout});
+            const SummaryRecord<T>* records =
+                Fetch(records_[k], *snapshot_.levels[k], snapshot_.records[k], group, true, kWindowUnits);
+            if (records != nullptr) {
+                const uint64_t n = std::min(run, records_[k].first + records_[k].count - group);
+                // The same strict comparisons as for the entries they stand for.
+                for (uint64_t i = 0; i < n; ++i) {
+                    lo = records[i].min < lo ? records[i].min : lo;
+                    hi = records[i].max > hi ? records[i].max : hi;
+                }
+                seen = true;
+                pos += n * span;
+                continue;
+            }
         }
         // Entries up to the next group border.
         const uint64_t stop = std::min(end, (pos / kFanout + 1) * kFanout - 1);
         while (pos <= stop) {
-            const MinMaxData<T>* entries = Fetch(entries_, *index_, held_, pos, true);
-            if (entries == nullptr) return seen;  // a short read ends the fold, as it ends the entry walk
+            // The entries of one group: the tail of a column and the head of the next.
+            const MinMaxData<T>* entries = Fetch(entries_, *index_, held_, pos, true, kFanout);
+            if (entries == nullptr) {  // a short read ends the fold, as it ends the entry walk
+                running = {lo, hi};
+                return seen;
+            }
             const uint64_t n = std::min(entries_.first + entries_.count - pos, stop - pos + 1);
-            FoldColumns(entries, n, running.min, running.max);
+            FoldColumns(entries, n, lo, hi);
             seen = true;
             pos += n;
         }
     }
+    running = {lo, hi};
     return seen;
 }
 
@@ -220,8 +261,14 @@ bool SummaryCursor<T>::WalkUp(double value, uint64_t from, uint64_t to, const st
                     return true;
                 }
             }
-            pos += Span(sided.level);
-            prev = sided.mask;
+            // The groups of this level after it, as long as each shares a side with the one
+            // before, up to the border of the level above.
+            const int shift = Shift(sided.level);
+            const uint64_t group = pos >> shift;
+            const uint64_t limit = std::min((to - pos + 1) >> shift, kFanout - group % kFanout);
+            unsigned mask = sided.mask;
+            pos += SidedRun(sided.level, group, limit, true, value, mask) << shift;
+            prev = mask;
             pending = pos <= to && !starts_window(pos);
             continue;
         }
@@ -276,10 +323,14 @@ bool SummaryCursor<T>::WalkDown(double value, uint64_t from, uint64_t to,
                     return true;
                 }
             }
-            const uint64_t group_first = pos + 1 - Span(sided.level);
+            const int shift = Shift(sided.level);
+            const uint64_t group = ((pos + 1) >> shift) - 1;
+            const uint64_t limit = std::min((pos + 1 - from) >> shift, group % kFanout + 1);
+            unsigned mask = sided.mask;
+            const uint64_t group_first = pos + 1 - (SidedRun(sided.level, group, limit, false, value, mask) << shift);
             if (group_first == from) return false;
             pos = group_first - 1;
-            prev = sided.mask;
+            prev = mask;
             pending = true;
             continue;
         }

@@ -53,7 +53,10 @@ private:
         unsigned mask = 0;
     };
 
-    // Entries per record of a level (kFanout to the power level).
+    // Entries per record of a level (kFanout to the power level), and its logarithm.
+    static constexpr int kFanoutShift = 7;
+    static_assert(kFanout == uint64_t{1} << kFanoutShift);
+    static int Shift(int level) { return kFanoutShift * level; }
     static uint64_t Span(int level);
     // 1: all below value, 2: all above, 3: no value at all, 0: neither.
     static unsigned Side(const T& lo, const T& hi, double value);
@@ -62,14 +65,20 @@ private:
     // Copies of one entry or record, read through the windows; false if it can't be read.
     bool EntryAt(uint64_t pos, bool forward, MinMaxData<T>& out);
     bool RecordAt(int level, uint64_t group, bool forward, SummaryRecord<T>& out);
-    // The unit at pos from window, read anew around pos (ahead of it forward, behind it
-    // downward) when the window doesn't hold it; null if it can't be read.
+    // The unit at pos from window, read anew when the window doesn't hold it: units of
+    // them around pos (ahead of it forward, behind it downward), or the aligned group of
+    // pos when units is kFanout; null if it can't be read.
     template <class Unit, class Source>
-    const Unit* Fetch(Window<Unit>& window, Source& source, uint64_t available, uint64_t pos, bool forward);
+    const Unit* Fetch(Window<Unit>& window, Source& source, uint64_t available, uint64_t pos, bool forward,
+                      uint64_t units);
     // The coarsest level whose group starting at pos (or ending at pos, downward) lies
     // within [lo, hi] and exists; 0 if none.
     int LevelAt(uint64_t pos, uint64_t lo, uint64_t hi, bool forward) const;
     Sided SidedAt(uint64_t pos, uint64_t lo, uint64_t hi, double value, bool forward);
+    // From the one-sided group of level (side mask) on, the number of groups of that level
+    // (at most limit, upward or downward) that each share a side with the one before;
+    // mask becomes the side of the last one.
+    uint64_t SidedRun(int level, uint64_t group, uint64_t limit, bool forward, double value, unsigned& mask);
     // The walks over [from, to]: the first entry holding the value or pair meeting it,
     // in the order of the entry walk. Upward, a pair whose upper entry starts a read
     // window (in chunk_starts) is not tested.

@@ -244,10 +244,10 @@ TEST(IndexSummaryEquivalence, Uint8) { RunEquivalence<uint8_t>("TEST_WAVE_U8", 2
 TEST(IndexSummaryEquivalence, ArbitraryColumns) {
     Capture<float> floats("WAVEDATASET[FLOAT]", 2, 5);
     floats.FillArbitrary(90000);
-    CompareAll(floats, 500, 300);
+    CompareAll(floats, 300, 150);
     Capture<int16_t> shorts("WAVEDATASET[INT16]", 2, 6);
     shorts.FillArbitrary(90000);
-    CompareAll(shorts, 500, 300);
+    CompareAll(shorts, 300, 150);
 }
 
 TEST(IndexSummaryEquivalence, SwitchedOffAndOnAgain) {
