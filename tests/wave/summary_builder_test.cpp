@@ -6,10 +6,12 @@
 #include "storage/storage_base.h"
 #include "support/test_wave.h"
 #include "wave/basic_wave_dataset.h"
+#include "wave/wave_producer.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cmath>
 #include <thread>
 #include <vector>
 
@@ -125,6 +127,33 @@ TEST(SummaryBuilder, ColumnsWrittenPastTheDatasetStartARebuild) {
     dataset.Push(columns.data(), columns.size());
     EXPECT_TRUE(dataset.WaitIndexSummary());
     ExpectRecordsMatchIndex(dataset);
+}
+
+// Readers use the summary while it grows (run under the thread sanitizer as well).
+TEST(SummaryBuilder, ReadersBesideAGrowingSummary) {
+    testing_support::TestWave<double> wave("WAVEDATASET[DOUBLE]", 1e-3, 2);
+    std::atomic<bool> done{false};
+    std::thread producer([&] {
+        WaveProducer<double> push(*wave.dataset, 1e-3, 2e-3);
+        std::vector<double> block(5000);
+        for (int round = 0; round < 60; ++round) {
+            for (std::size_t i = 0; i < block.size(); ++i) block[i] = std::sin(0.001 * static_cast<double>(i + 5000 * round));
+            push.Append(static_cast<double>(round) * 6.0, block.data(), block.size());  // a gap after each
+        }
+        done = true;
+    });
+    auto reader = std::unique_ptr<CBasicWaveReader<double>>(wave.dataset->CreateBasicWaveReader());
+    std::vector<MinMaxData<double>> out;
+    int views = 0;
+    while (!done || views < 20) {
+        double begin = 0, end = 400, found = 0;
+        reader->GetMinMaxData(begin, end, out, 300, GetDataParam{}, 0);
+        reader->Find(0.99, 0.0, found, true);
+        ++views;
+    }
+    producer.join();
+    EXPECT_TRUE(wave.dataset->WaitIndexSummary());
+    EXPECT_EQ(wave.dataset->Summary()->Entries(), wave.dataset->GetStorage("Index")->Count());
 }
 
 }  // namespace
