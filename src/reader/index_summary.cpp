@@ -104,7 +104,7 @@ void IndexSummary<T>::Reset() {
 
 template <class T>
 bool IndexSummary<T>::TakeSnapshot(Snapshot& snapshot) const {
-    if (!Ready() || ChannelOfIndex() != source_.load()) return false;
+    if (!Ready() || !DescribesIndex()) return false;
     std::lock_guard<std::mutex> lock(levels_mutex_);
     snapshot.levels = levels_;
     snapshot.records.resize(levels_.size());

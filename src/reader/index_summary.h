@@ -74,6 +74,8 @@ public:
     // The levels, if the summary is ready and still describes the storage "Index" has
     // now (a rebind or a swap of its channel makes it stale until it is rebuilt).
     bool TakeSnapshot(Snapshot& snapshot) const;
+    // Whether "Index" still has the channel it had when the summary was last reset.
+    bool DescribesIndex() const { return ChannelOfIndex() == source_.load(); }
     // Bytes held in the level storages.
     uint64_t Bytes() const;
     const std::shared_ptr<StorageBase>& Index() const { return index_; }

@@ -48,14 +48,21 @@ unsigned SummaryCursor<T>::EntrySide(const MinMaxData<T>& entry, double value) {
 template <class T>
 template <class Unit, class Source>
 const Unit* SummaryCursor<T>::Fetch(Window<Unit>& window, Source& source, uint64_t available, uint64_t pos,
-                                    bool forward, uint64_t units) {
+                                    Around around) {
     if (pos >= window.first && pos - window.first < window.count) return &window.data[pos - window.first];
     if (pos >= available) return nullptr;
-    // A fold reads the aligned group of pos. A walk reads on from the unit before pos
-    // (the lower partner of a pair) forward, and up to the unit after it downward.
-    uint64_t start = pos / units * units;
-    if (units == kWindowUnits)
-        start = forward ? (pos > 0 ? pos - 1 : 0) : (pos + 2 > kWindowUnits ? pos + 2 - kWindowUnits : 0);
+    // Ahead: from the unit before pos (the lower partner of a pair); behind: up to the unit
+    // after it; group: the aligned group of pos, the tail of one column and the head of
+    // the next.
+    uint64_t start = 0, units = kWindowUnits;
+    if (around == Around::kAhead) {
+        start = pos > 0 ? pos - 1 : 0;
+    } else if (around == Around::kBehind) {
+        start = pos + 2 > kWindowUnits ? pos + 2 - kWindowUnits : 0;
+    } else {
+        units = kFanout;
+        start = pos / kFanout * kFanout;
+    }
     const uint64_t n = std::min(units, available - start);
     window.data.resize(std::max<std::size_t>(window.data.size(), units));
     window.first = start;
@@ -66,7 +73,7 @@ const Unit* SummaryCursor<T>::Fetch(Window<Unit>& window, Source& source, uint64
 
 template <class T>
 bool SummaryCursor<T>::EntryAt(uint64_t pos, bool forward, MinMaxData<T>& out) {
-    const MinMaxData<T>* entry = Fetch(entries_, *index_, held_, pos, forward, kWindowUnits);
+    const MinMaxData<T>* entry = Fetch(entries_, *index_, held_, pos, forward ? Around::kAhead : Around::kBehind);
     if (entry == nullptr) return false;
     out = *entry;
     return true;
@@ -76,7 +83,7 @@ template <class T>
 bool SummaryCursor<T>::RecordAt(int level, uint64_t group, bool forward, SummaryRecord<T>& out) {
     const auto k = static_cast<std::size_t>(level - 1);
     const SummaryRecord<T>* record =
-        Fetch(records_[k], *snapshot_.levels[k], snapshot_.records[k], group, forward, kWindowUnits);
+        Fetch(records_[k], *snapshot_.levels[k], snapshot_.records[k], group, forward ? Around::kAhead : Around::kBehind);
     if (record == nullptr) return false;
     out = *record;
     return true;
@@ -123,8 +130,8 @@ uint64_t SummaryCursor<T>::SidedRun(int level, uint64_t group, uint64_t limit, b
                                     unsigned& mask) {
     const auto k = static_cast<std::size_t>(level - 1);
     Window<SummaryRecord<T>>& window = records_[k];
-    const SummaryRecord<T>* first = Fetch(window, *snapshot_.levels[k], snapshot_.records[k], group, forward,
-                                          kWindowUnits);
+    const SummaryRecord<T>* first = Fetch(window, *snapshot_.levels[k], snapshot_.records[k], group,
+                                          forward ? Around::kAhead : Around::kBehind);
     if (first == nullptr) return 1;
     // Records in the window on the side of the walk, the first one included.
     const uint64_t held = forward ? window.first + window.count - group : group - window.first + 1;
@@ -156,7 +163,7 @@ bool SummaryCursor<T>::Fold(uint64_t first, uint64_t last, MinMaxData<T>& runnin
             const uint64_t run = std::min({(end - pos + 1) >> Shift(level), snapshot_.records[k] - group,
                                            kFanout - group % kFanout});
             const SummaryRecord<T>* records =
-                Fetch(records_[k], *snapshot_.levels[k], snapshot_.records[k], group, true, kWindowUnits);
+                Fetch(records_[k], *snapshot_.levels[k], snapshot_.records[k], group, Around::kAhead);
             if (records != nullptr) {
                 const uint64_t n = std::min(run, records_[k].first + records_[k].count - group);
                 // The same strict comparisons as for the entries they stand for.
@@ -172,8 +179,7 @@ bool SummaryCursor<T>::Fold(uint64_t first, uint64_t last, MinMaxData<T>& runnin
         // Entries up to the next group border.
         const uint64_t stop = std::min(end, (pos / kFanout + 1) * kFanout - 1);
         while (pos <= stop) {
-            // The entries of one group: the tail of a column and the head of the next.
-            const MinMaxData<T>* entries = Fetch(entries_, *index_, held_, pos, true, kFanout);
+            const MinMaxData<T>* entries = Fetch(entries_, *index_, held_, pos, Around::kGroup);
             if (entries == nullptr) {  // a short read ends the fold, as it ends the entry walk
                 running = {lo, hi};
                 return seen;

@@ -65,12 +65,13 @@ private:
     // Copies of one entry or record, read through the windows; false if it can't be read.
     bool EntryAt(uint64_t pos, bool forward, MinMaxData<T>& out);
     bool RecordAt(int level, uint64_t group, bool forward, SummaryRecord<T>& out);
-    // The unit at pos from window, read anew when the window doesn't hold it: units of
-    // them around pos (ahead of it forward, behind it downward), or the aligned group of
-    // pos when units is kFanout; null if it can't be read.
+    // Where a window is read when it doesn't hold a unit: ahead of it, behind it, or its
+    // aligned group of kFanout.
+    enum class Around { kAhead, kBehind, kGroup };
+    // The unit at pos from window, read anew around pos when the window doesn't hold it;
+    // null if it can't be read.
     template <class Unit, class Source>
-    const Unit* Fetch(Window<Unit>& window, Source& source, uint64_t available, uint64_t pos, bool forward,
-                      uint64_t units);
+    const Unit* Fetch(Window<Unit>& window, Source& source, uint64_t available, uint64_t pos, Around around);
     // The coarsest level whose group starting at pos (or ending at pos, downward) lies
     // within [lo, hi] and exists; 0 if none.
     int LevelAt(uint64_t pos, uint64_t lo, uint64_t hi, bool forward) const;

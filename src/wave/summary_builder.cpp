@@ -31,13 +31,14 @@ void SummaryBuilder<T>::OnPush(const MinMaxData<T>* data, uint64_t count) {
         if (state_ != State::kLive) return;  // off, or a rebuild reads them from "Index"
         const uint64_t total = index_->Count();
         const uint64_t folded = summary_->Entries();
-        if (folded + count == total) {
+        if (folded + count == total && summary_->DescribesIndex()) {
             summary_->Append(data, count);
             return;
         }
-        if (folded == total) return;  // a rebuild that just caught up has them already
+        if (folded == total && summary_->DescribesIndex()) return;  // a rebuild that caught up has them
     }
-    // The columns don't follow the ones folded: "Index" was written some other way.
+    // The columns don't follow the ones folded: "Index" was written some other way, or
+    // has another channel now (a swap).
     std::lock_guard<std::mutex> control(control_);
     StartRebuild();
 }
