@@ -3,6 +3,7 @@
 #include "storage/block_storage.h"
 #include "storage/device_channels.h"
 
+#include <algorithm>
 #include <limits>
 
 template <class T>
@@ -28,20 +29,21 @@ SummaryRecord<T> IndexSummary<T>::EmptyRecord() {
 template <class T>
 void IndexSummary<T>::FoldEntry(SummaryRecord<T>& record, const MinMaxData<T>& entry) {
     // Strict comparisons: NaN changes nothing, and of equal values the first one stays.
-    if (entry.min < record.min) record.min = entry.min;
-    if (entry.max > record.max) record.max = entry.max;
-    if (entry.min < record.lo) record.lo = entry.min;
-    if (entry.max < record.lo) record.lo = entry.max;
-    if (entry.min > record.hi) record.hi = entry.min;
-    if (entry.max > record.hi) record.hi = entry.max;
+    // Written as selections, which compile to min and max instructions.
+    record.min = entry.min < record.min ? entry.min : record.min;
+    record.max = entry.max > record.max ? entry.max : record.max;
+    record.lo = entry.min < record.lo ? entry.min : record.lo;
+    record.lo = entry.max < record.lo ? entry.max : record.lo;
+    record.hi = entry.min > record.hi ? entry.min : record.hi;
+    record.hi = entry.max > record.hi ? entry.max : record.hi;
 }
 
 template <class T>
 void IndexSummary<T>::FoldRecord(SummaryRecord<T>& record, const SummaryRecord<T>& part) {
-    if (part.min < record.min) record.min = part.min;
-    if (part.max > record.max) record.max = part.max;
-    if (part.lo < record.lo) record.lo = part.lo;
-    if (part.hi > record.hi) record.hi = part.hi;
+    record.min = part.min < record.min ? part.min : record.min;
+    record.max = part.max > record.max ? part.max : record.max;
+    record.lo = part.lo < record.lo ? part.lo : record.lo;
+    record.hi = part.hi > record.hi ? part.hi : record.hi;
 }
 
 template <class T>
@@ -65,9 +67,15 @@ StorageBase* IndexSummary<T>::Level(int level) {
 template <class T>
 void IndexSummary<T>::Append(const MinMaxData<T>* entries, uint64_t count) {
     if (entries == nullptr || count == 0) return;
-    for (uint64_t i = 0; i < count; ++i) {
-        FoldEntry(partial_[0], entries[i]);
-        if (++partial_count_[0] < kFanout) continue;
+    for (uint64_t i = 0; i < count;) {
+        // The entries that the open level-1 group still takes, folded in a local record.
+        const uint64_t n = std::min(count - i, kFanout - partial_count_[0]);
+        SummaryRecord<T> open = partial_[0];
+        for (uint64_t j = 0; j < n; ++j) FoldEntry(open, entries[i + j]);
+        partial_[0] = open;
+        partial_count_[0] += n;
+        i += n;
+        if (partial_count_[0] < kFanout) continue;
         // A group is complete: its record goes out and into the open group above, which
         // may complete in turn.
         for (int level = 0; level < kMaxLevels; ++level) {
