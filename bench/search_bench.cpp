@@ -1,10 +1,15 @@
-// Value search on a float wave of 1e8 samples at 1 MS/s, 100 samples per index entry,
-// pushed by the producer helper (400 MB: it outgrows the 256 MiB pool and is read back
-// from the cache files). The wave stays below the value until its only crossing, 0.5 %
-// before its end. The figure: a forward Find through the index against the same search
-// on the same samples by a reader without an index (a raw scan), in the same run:
-//   ratio_raw_vs_index = raw scan time / index walk time.
+// Value search on float waves of 1e7, 1e8 and 1e9 samples at 1 MS/s, 100 samples per
+// index entry, pushed by the producer helper (from 1e8 on they outgrow the 256 MiB pool
+// and are read back from the cache files). Each wave stays below the value until its only
+// crossing, 0.5 % before its end: a forward Find from the start goes to the last 1 %.
+// The figures, in the same run:
+//   ratio_raw_vs_index  a reader without an index (a raw scan) against the index walk
+//                       with the index summary off (1e7 and 1e8 only);
+//   ratio_off_vs_on     the index walk with the summary off against the same walk with it;
+//   on_1e9_vs_1e7, off_1e9_vs_1e7   the search time at 1e9 against 1e7, both ways.
+// Every search runs once before the timing.
 //
+// WAVESTORE_BENCH_MAX_SAMPLES limits the largest wave (default 1e9).
 // Run: build/release/bench/search_bench
 
 #include <wavestore/wavestore.h>
@@ -20,7 +25,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -29,9 +36,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 constexpr double kPeriod = 1e-6;
-constexpr uint64_t kSamples = 100000000ull;
-constexpr uint64_t kCrossing = kSamples - kSamples / 200;  // the first sample above the value
 constexpr double kValue = 5.0;
+
+// The first sample above the value.
+uint64_t Crossing(uint64_t samples) { return samples - samples / 200; }
 
 double Seconds(Clock::time_point from) { return std::chrono::duration<double>(Clock::now() - from).count(); }
 
@@ -50,19 +58,31 @@ const std::string& ProjectFolder() {
 }
 
 // Noise in [0, 1) up to the crossing, in [10, 11) from there on.
-void Generate(std::vector<float>& block, uint64_t from) {
+void Generate(std::vector<float>& block, uint64_t from, uint64_t crossing) {
     uint32_t state = static_cast<uint32_t>(from * 2654435761u) | 1u;
     for (std::size_t i = 0; i < block.size(); ++i) {
         state = state * 1664525u + 1013904223u;
-        block[i] = static_cast<float>(state >> 8) / 16777216.0f + (from + i >= kCrossing ? 10.0f : 0.0f);
+        block[i] = static_cast<float>(state >> 8) / 16777216.0f + (from + i >= crossing ? 10.0f : 0.0f);
     }
+}
+
+double Median(std::vector<double> times) {
+    std::sort(times.begin(), times.end());
+    return times.empty() ? 0.0 : times[times.size() / 2];
+}
+
+uint64_t MaxSamples() {
+    const char* text = std::getenv("WAVESTORE_BENCH_MAX_SAMPLES");
+    return text ? std::strtoull(text, nullptr, 10) : 1000000000ull;
 }
 
 struct Capture {
     std::unique_ptr<IBaseCtr> item;
     BasicWaveDataSet<float>* dataset = nullptr;
 
-    Capture() {
+    uint64_t samples;
+
+    explicit Capture(uint64_t count) : samples(count) {
         item.reset(CreateItemByType(&Scope(), "WAVEDATASET[FLOAT]", "capture"));
         IBaseCtr* axis_item = CreateItemByType(&Scope(), "AXIS", "sizeAxis");
         item->AddChildItem(axis_item, "sizeAxis", true);
@@ -75,11 +95,13 @@ struct Capture {
         const double index_period = __internal::DataSetTool(item.get()).GetIndexStepTime();
         WaveProducer<float> producer(*dataset, kPeriod, index_period);
         std::vector<float> block(1 << 20);
-        for (uint64_t done = 0; done < kSamples; done += block.size()) {
-            block.resize(std::min<uint64_t>(block.size(), kSamples - done));
-            Generate(block, done);
+        for (uint64_t done = 0; done < samples; done += block.size()) {
+            block.resize(std::min<uint64_t>(block.size(), samples - done));
+            Generate(block, done, Crossing(samples));
             producer.Append(block.data(), block.size());
         }
+        producer.CloseRun();
+        dataset->WaitIndexSummary();
     }
     template <class R>
     std::shared_ptr<IReader> Storage(const char* id) const {
@@ -87,38 +109,93 @@ struct Capture {
     }
 };
 
-// Built on first use, released by main before the cache folder goes.
-std::unique_ptr<Capture> the_capture;
+// Built on first use, one per size, released by main before the cache folder goes.
+std::map<uint64_t, std::unique_ptr<Capture>> captures;
+// Search times per size (summary on, off), for the ratios between sizes of one run.
+std::map<uint64_t, std::pair<double, double>> search_times;
 
-void BM_FindForwardIndexVsRawScan(benchmark::State& state) {
-    if (!the_capture) the_capture = std::make_unique<Capture>();
-    const Capture& capture = *the_capture;
+void BM_FindForward(benchmark::State& state) {
+    const auto samples = static_cast<uint64_t>(state.range(0));
+    if (samples > MaxSamples()) {
+        state.SkipWithError("larger than WAVESTORE_BENCH_MAX_SAMPLES");
+        return;
+    }
+    auto& slot = captures[samples];
+    if (!slot) slot = std::make_unique<Capture>(samples);
+    const Capture& capture = *slot;
+    // The dataset's reader has the index summary; the second one walks every entry; the
+    // third has no index and scans the samples.
     auto indexed = std::unique_ptr<CBasicWaveReader<float>>(capture.dataset->CreateBasicWaveReader());
+    auto entry_walk = std::unique_ptr<CBasicWaveReader<float>>(capture.dataset->CreateBasicWaveReader());
+    entry_walk->SetIndexSummary(nullptr);
     CBasicWaveReader<float> raw(capture.item.get(), capture.Storage<float>("Wave"), nullptr,
                                 capture.Storage<ValidDataArea>("Area"));
+    const bool with_raw = samples <= 100000000ull;
     // The sample before the crossing is nearer to the value than the one after it.
-    const double expected = static_cast<double>(kCrossing - 1) * kPeriod;
-    double index_seconds = 0, raw_seconds = 0;
-    for (auto _ : state) {
-        double by_index = -1, by_scan = -1;
-        auto start = Clock::now();
-        const bool found_by_index = indexed->Find(kValue, 0.0, by_index, true);
-        const double elapsed = Seconds(start);
-        start = Clock::now();
-        const bool found_by_scan = raw.Find(kValue, 0.0, by_scan, true);
-        raw_seconds += Seconds(start);
-        index_seconds += elapsed;
-        state.SetIterationTime(elapsed);
-        if (!found_by_index || !found_by_scan || std::abs(by_index - expected) > 1e-9 ||
-            std::abs(by_scan - expected) > 1e-9) {
-            state.SkipWithError("the searches disagree with the crossing");
-            return;
+    const double expected = static_cast<double>(Crossing(samples) - 1) * kPeriod;
+    const auto search = [&](CBasicWaveReader<float>& reader, double& seconds) {
+        double found_at = -1;
+        const auto start = Clock::now();
+        const bool found = reader.Find(kValue, 0.0, found_at, true);
+        seconds = Seconds(start);
+        return found && std::abs(found_at - expected) <= 1e-9;
+    };
+    // The times compared are medians, which other work on the machine disturbs least.
+    std::vector<double> on_times, off_times, scan_times;
+    double elapsed = 0;
+    // Each reader runs its searches in a phase of its own, after one untimed search, so
+    // that none works on blocks another one brought in (the raw scan reads the whole wave).
+    constexpr int kRounds = 5;
+    if (with_raw) {
+        for (int i = 0; i <= kRounds; ++i) {
+            if (!search(raw, elapsed)) {
+                state.SkipWithError("the raw scan misses the crossing");
+                return;
+            }
+            if (i > 0) scan_times.push_back(elapsed);
         }
     }
-    state.counters["raw_scan_ms"] = 1e3 * raw_seconds / static_cast<double>(state.iterations());
-    state.counters["ratio_raw_vs_index"] = raw_seconds / index_seconds;
+    for (int i = 0; i <= kRounds; ++i) {
+        if (!search(*entry_walk, elapsed)) {
+            state.SkipWithError("the entry walk misses the crossing");
+            return;
+        }
+        if (i > 0) off_times.push_back(elapsed);
+    }
+    if (!search(*indexed, elapsed)) {
+        state.SkipWithError("the search with the index summary misses the crossing");
+        return;
+    }
+    for (auto _ : state) {
+        if (!search(*indexed, elapsed)) {
+            state.SkipWithError("the search with the index summary misses the crossing");
+            return;
+        }
+        on_times.push_back(elapsed);
+        state.SetIterationTime(elapsed);
+    }
+    const double on = Median(on_times), off = Median(off_times), scan = Median(scan_times);
+    state.counters["summary_on_ms"] = 1e3 * on;
+    state.counters["summary_off_ms"] = 1e3 * off;
+    state.counters["ratio_off_vs_on"] = off / on;
+    if (with_raw) {
+        state.counters["raw_scan_ms"] = 1e3 * scan;
+        state.counters["ratio_raw_vs_index"] = scan / off;
+    }
+    search_times[samples] = {on, off};
+    const auto small = search_times.find(10000000ull);
+    if (samples == 1000000000ull && small != search_times.end()) {
+        state.counters["on_1e9_vs_1e7"] = on / small->second.first;
+        state.counters["off_1e9_vs_1e7"] = off / small->second.second;
+    }
 }
-BENCHMARK(BM_FindForwardIndexVsRawScan)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(BM_FindForward)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond)
+    ->Arg(10000000)
+    ->Arg(100000000)
+    ->Arg(1000000000)
+    ->Iterations(100);
 
 }  // namespace
 
@@ -129,7 +206,7 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    the_capture.reset();
+    captures.clear();
     std::filesystem::remove_all(ProjectFolder());
     return 0;
 }

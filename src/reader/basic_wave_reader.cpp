@@ -3,6 +3,7 @@
 #include "dataset/axis.h"
 #include "dataset/time_rules.h"
 #include "reader/reader_internals.h"
+#include "reader/summary_cursor.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,6 +22,16 @@ CBasicWaveReader<T>::CBasicWaveReader(IBaseCtr* owner, std::shared_ptr<IReader> 
 
 template <class T>
 CBasicWaveReader<T>::~CBasicWaveReader() = default;
+
+template <class T>
+SummaryCursor<T>* CBasicWaveReader<T>::SummaryCursorNow() {
+    if (!summary_ || !index_reader_) return nullptr;
+    typename IndexSummary<T>::Snapshot snapshot;
+    if (!summary_->TakeSnapshot(snapshot)) return nullptr;
+    if (!summary_cursor_) summary_cursor_ = std::make_unique<SummaryCursor<T>>();
+    summary_cursor_->Reset(index_reader_.get(), std::move(snapshot), index_reader_->Count());
+    return summary_cursor_.get();
+}
 
 template <class T>
 void CBasicWaveReader<T>::Load() {

@@ -26,6 +26,10 @@
 #include <vector>
 
 class IBaseCtr;
+template <class T>
+class IndexSummary;
+template <class T>
+class SummaryCursor;
 
 class IBasicWaveReader : public IPieceReader {
 public:
@@ -90,6 +94,10 @@ public:
     void GetMinMaxDataT(double& begin, double& end, std::vector<MinMaxData<T>>& out, unsigned int columns,
                         GetDataParam param, unsigned char whole_range);
     double PointsPerColumn() const { return points_per_column_; }
+    // Index summary: group records over "Index" that views and searches over many entries
+    // read in place of the entries, with the same results. Given by the dataset; without
+    // one (or while it isn't ready) every entry is read.
+    void SetIndexSummary(std::shared_ptr<const IndexSummary<T>> summary) { summary_ = std::move(summary); }
 
     // Refreshes the periods and the axis span from the size axis.
     void Load();
@@ -148,6 +156,9 @@ protected:
                                  unsigned long long& found);
 
 
+    // A cursor on the index summary for one request, or null to read the entries.
+    SummaryCursor<T>* SummaryCursorNow();
+
     uint64_t AreaCount() const { return area_reader_ ? area_reader_->Count() : 0; }
     bool ReadArea(uint64_t index, ValidDataArea& area) const;
     ValidDataArea SyntheticArea(uint64_t first_count) const;
@@ -163,6 +174,8 @@ protected:
         std::vector<MinMaxData<T>> entries = std::vector<MinMaxData<T>>(kEntries);
     };
     std::unique_ptr<IndexCache> index_cache_;
+    std::shared_ptr<const IndexSummary<T>> summary_;
+    std::unique_ptr<SummaryCursor<T>> summary_cursor_;
     // A window of raw samples for the scans of one request; emptied at each request.
     std::vector<T> scan_buffer_;
     uint64_t window_first_ = 0;

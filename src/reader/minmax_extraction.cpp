@@ -9,6 +9,7 @@
 #include "reader/basic_wave_reader.h"
 #include "reader/column_fill.h"
 #include "reader/reader_internals.h"
+#include "reader/summary_cursor.h"
 
 #include <algorithm>
 #include <cmath>
@@ -28,6 +29,22 @@ template <class T>
 void Merge(MinMaxData<T>& a, const MinMaxData<T>& b) {
     if (b.min < a.min) a.min = b.min;
     if (b.max > a.max) a.max = b.max;
+}
+
+// Where the fold of index entries starts: +inf and -inf for the floating types. For the
+// integer types the same start is 0 for both, so a column served by the index always
+// spans zero.
+template <class T>
+MinMaxData<T> IndexFoldStart() {
+    MinMaxData<T> running{};
+    if constexpr (kIsFloatingElement<T>) {
+        running.min = std::numeric_limits<T>::infinity();
+        running.max = -std::numeric_limits<T>::infinity();
+    } else {
+        running.min = static_cast<T>(0);
+        running.max = static_cast<T>(0);
+    }
+    return running;
 }
 
 }  // namespace minmax_detail
@@ -241,6 +258,9 @@ bool CBasicWaveReader<T>::UseIndexFind(uint64_t first, uint64_t last, MinMaxData
     const double end = static_cast<double>(last);
     const uint64_t index_end = last / ppi;
     uint64_t previous_lo = 0;
+    // Index summary: a column over many entries folds group records (the same bits), and
+    // the entry window is not reloaded for it.
+    SummaryCursor<T>* summary = SummaryCursorNow();
     for (uint64_t column = 0; column < count; ++column) {
         const double y = x + points_per_column_;
         const double limit = y <= end ? y : end;
@@ -252,7 +272,9 @@ bool CBasicWaveReader<T>::UseIndexFind(uint64_t first, uint64_t last, MinMaxData
         int64_t i0 = static_cast<int64_t>(lo / ppi);
         const uint64_t r = lo % ppi;
         int64_t i1 = static_cast<int64_t>(hi / ppi);
-        if (static_cast<uint64_t>(i0) < cache.first || cache.last < static_cast<uint64_t>(i1)) {
+        const bool summarized =
+            summary != nullptr && i1 > i0 && SummaryCursor<T>::Worth(static_cast<uint64_t>(i1 - i0) - 1);
+        if (!summarized && (static_cast<uint64_t>(i0) < cache.first || cache.last < static_cast<uint64_t>(i1))) {
             const uint64_t wanted =
                 index_end > static_cast<uint64_t>(i0) ? std::min<uint64_t>(index_end - i0, IndexCache::kEntries) : 0;
             const uint64_t got = wanted ? index_reader_->Read(static_cast<uint64_t>(i0), cache.entries.data(), wanted) : 0;
@@ -285,7 +307,16 @@ bool CBasicWaveReader<T>::UseIndexFind(uint64_t first, uint64_t last, MinMaxData
             --i1;
             if (UseVolGet(static_cast<uint64_t>(from), hi, part, hi + ppi)) take(part);
         }
-        if (i0 <= i1 && UseIndexGet(static_cast<uint64_t>(i0), static_cast<uint64_t>(i1), part)) take(part);
+        if (i0 <= i1) {
+            bool folded;
+            if (summarized) {
+                part = minmax_detail::IndexFoldStart<T>();
+                folded = summary->Fold(static_cast<uint64_t>(i0), static_cast<uint64_t>(i1), part);
+            } else {
+                folded = UseIndexGet(static_cast<uint64_t>(i0), static_cast<uint64_t>(i1), part);
+            }
+            if (folded) take(part);
+        }
         out[column] = have ? result : minmax_detail::InvalidColumn<T>();
         x += points_per_column_;
     }
@@ -296,16 +327,7 @@ template <class T>
 bool CBasicWaveReader<T>::UseIndexGet(uint64_t first, uint64_t last, MinMaxData<T>& out) {
     if (!index_cache_) index_cache_ = std::make_unique<IndexCache>();
     IndexCache& cache = *index_cache_;
-    // Floating types start from +inf and -inf. For the integer types the same start is
-    // 0 for both, so a column served by the index always spans zero.
-    MinMaxData<T> running{};
-    if constexpr (kIsFloatingElement<T>) {
-        running.min = std::numeric_limits<T>::infinity();
-        running.max = -std::numeric_limits<T>::infinity();
-    } else {
-        running.min = static_cast<T>(0);
-        running.max = static_cast<T>(0);
-    }
+    MinMaxData<T> running = minmax_detail::IndexFoldStart<T>();
     bool seen = false;
     uint64_t pos = first;
     while (pos <= last) {

@@ -29,7 +29,9 @@
 // Each call allocates its own buffers; nothing is kept between calls.
 
 #include "reader/basic_wave_reader.h"
+#include "reader/index_entry_tests.h"
 #include "reader/reader_internals.h"
+#include "reader/summary_cursor.h"
 
 #include <algorithm>
 #include <cmath>
@@ -53,11 +55,6 @@ constexpr Position ScanCap() {
     return 0x100000 / sizeof(T);
 }
 
-template <class T>
-double AsDouble(const T& value) {
-    return static_cast<double>(value);
-}
-
 // x above and prev below the value is an upward crossing; x not above and prev not below
 // a downward one, or a touch. A sample at the value is a hit as well: within 1e-12 for
 // the floating types, exactly for the integer ones. NaN fails both comparisons of the
@@ -69,25 +66,6 @@ bool Crosses(double prev, double x, double value) {
         return std::fabs(x - value) < 1e-12;
     else
         return x == value;
-}
-
-template <class T>
-bool Holds(const MinMaxData<T>& entry, double value) {
-    return AsDouble(entry.min) <= value && value <= AsDouble(entry.max);
-}
-
-// Upward: the value meets a pair of neighbours when their opposite ends overlap it.
-template <class T>
-bool MeetsUpward(const MinMaxData<T>& lower, const MinMaxData<T>& upper, double value) {
-    return (AsDouble(lower.max) > value && value > AsDouble(upper.min)) ||
-           (value > AsDouble(lower.min) && AsDouble(upper.max) > value);
-}
-
-// Downward: the value lies between a pair of neighbours that are separated by it.
-template <class T>
-bool MeetsDownward(const MinMaxData<T>& lower, const MinMaxData<T>& upper, double value) {
-    return (AsDouble(lower.min) > value && value > AsDouble(upper.max)) ||
-           (value > AsDouble(lower.max) && AsDouble(upper.min) > value);
 }
 
 }  // namespace value_search_detail
@@ -225,6 +203,8 @@ bool CBasicWaveReader<T>::FindNextIndex(double value, unsigned long long first, 
                                         std::pair<unsigned long long, unsigned long long>& hit) {
     using namespace value_search_detail;
     if (!index_reader_) return false;
+    // Index summary: the same walk, skipping the groups that can't hold a hit.
+    if (SummaryCursor<T>* summary = SummaryCursorNow()) return summary->FindUp(value, first, last, hit);
     std::vector<MinMaxData<T>> entries;
     const auto test = [&](Position p, Position n) {
         for (Position j = 0; j < n; ++j) {
@@ -275,6 +255,8 @@ bool CBasicWaveReader<T>::FindPreIndex(double value, unsigned long long first, u
     // Nothing lies between a first above last. A last beyond the index makes the first
     // read of every window short.
     if (last < first || last >= index_reader_->Count()) return false;
+    // Index summary: the same walk, skipping the groups that can't hold a hit.
+    if (SummaryCursor<T>* summary = SummaryCursorNow()) return summary->FindDown(value, first, last, hit);
     Position p = last - first <= kIndexChunk ? first : last - kIndexChunk;
     std::vector<MinMaxData<T>> piece;
     for (;;) {

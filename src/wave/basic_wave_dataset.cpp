@@ -11,6 +11,7 @@
 #include "wave/basic_wave_checker.h"
 #include "wave/basic_wave_cycler.h"
 #include "wave/cycle_setting.h"
+#include "wave/summary_builder.h"
 #include "wave/wave_data_filler.h"
 #include "wave/wave_derived_readers.h"
 
@@ -22,11 +23,13 @@ BasicWaveDataSet<T>::BasicWaveDataSet() : BasicWaveDataSet(nullptr) {
     CreateStorage("Wave", sizeof(T));
     CreateStorage("Index", sizeof(MinMaxData<T>));
     CreateStorage("Area", sizeof(ValidDataArea));
+    summary_ = std::make_unique<SummaryBuilder<T>>(GetStorage("Index"));
 }
 
 template <class T>
 BasicWaveDataSet<T>::~BasicWaveDataSet() {
     delete checker_.exchange(nullptr);
+    summary_.reset();  // its rebuild reads "Index"
 }
 
 template <class T>
@@ -46,7 +49,44 @@ unsigned long long BasicWaveDataSet<T>::Push(const T* data, unsigned long long c
 
 template <class T>
 unsigned long long BasicWaveDataSet<T>::Push(const MinMaxData<T>* data, unsigned long long count) {
-    return Append("Index", data, count);
+    const unsigned long long appended = Append("Index", data, count);
+    if (appended != 0 && summary_) summary_->OnPush(data, appended);
+    return appended;
+}
+
+template <class T>
+void BasicWaveDataSet<T>::SetIndexSummary(bool on) {
+    if (summary_) summary_->SetEnabled(on);
+}
+
+template <class T>
+bool BasicWaveDataSet<T>::IndexSummaryOn() const {
+    return summary_ && summary_->Enabled();
+}
+
+template <class T>
+bool BasicWaveDataSet<T>::WaitIndexSummary() {
+    return summary_ && summary_->WaitReady();
+}
+
+template <class T>
+uint64_t BasicWaveDataSet<T>::IndexSummaryBytes() const {
+    return summary_ ? summary_->Bytes() : 0;
+}
+
+template <class T>
+std::shared_ptr<const IndexSummary<T>> BasicWaveDataSet<T>::Summary() const {
+    return summary_ ? summary_->Summary() : nullptr;
+}
+
+template <class T>
+void BasicWaveDataSet<T>::OnDataChanged() {
+    if (summary_) summary_->Rebuild();
+}
+
+template <class T>
+void BasicWaveDataSet<T>::OnClear() {
+    if (summary_) summary_->OnClear();
 }
 
 template <class T>
@@ -64,8 +104,10 @@ std::unique_ptr<IReader> BasicWaveDataSet<T>::StructReader(const std::string& id
 
 template <class T>
 CBasicWaveReader<T>* BasicWaveDataSet<T>::CreateBasicWaveReader() const {
-    return new CBasicWaveReader<T>(item_, StructReader<T>("Wave"), StructReader<MinMaxData<T>>("Index"),
-                                   StructReader<ValidDataArea>("Area"));
+    auto* reader = new CBasicWaveReader<T>(item_, StructReader<T>("Wave"), StructReader<MinMaxData<T>>("Index"),
+                                           StructReader<ValidDataArea>("Area"));
+    if (summary_) reader->SetIndexSummary(summary_->Summary());
+    return reader;
 }
 
 template <class T>

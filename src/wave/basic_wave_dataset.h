@@ -33,6 +33,10 @@ class BasicWaveChecker;
 class IBaseCtr;
 class IItemType;
 class ILocalSource;
+template <class T>
+class SummaryBuilder;
+template <class T>
+class IndexSummary;
 
 namespace __internal {
 // The record of a wave dataset's partial export, made with the dataset (wave_partial_export.cpp).
@@ -81,6 +85,25 @@ public:
     bool AddRange(const Vellum::Var& begin, const Vellum::Var& end, const Vellum::Var& shift) override;
     bool FinalizeExport() override;
 
+    // Index summary: levels of min/max records over "Index", kept beside it as columns are
+    // pushed, emptied by a clear and rebuilt in the background after the columns change
+    // (a load, a group switch). Readers made by this dataset use it to answer views and
+    // searches over many columns with the same results. On by default; off, it is not
+    // kept and readers read every column. Only datasets that make their own storages
+    // have one.
+    void SetIndexSummary(bool on);
+    bool IndexSummaryOn() const;
+    // Waits for a rebuild under way; true if readers use the summary now.
+    bool WaitIndexSummary();
+    // Bytes held by the summary.
+    uint64_t IndexSummaryBytes() const;
+    // The summary that this dataset's readers are given; null without one.
+    std::shared_ptr<const IndexSummary<T>> Summary() const;
+    // The columns may have changed under the summary: it is rebuilt.
+    void OnDataChanged() override;
+    // Before the storages are emptied: the summary is too.
+    void OnClear() override;
+
 protected:
     // For subclasses that bind their storages themselves: makes none.
     explicit BasicWaveDataSet(void*);
@@ -104,6 +127,7 @@ private:
     IBaseCtr* item_ = nullptr;
     std::atomic<BasicWaveChecker*> checker_{nullptr};  // owned; read by the pushing thread
     std::shared_ptr<__internal::WaveExportState<T>> export_state_ = __internal::MakeWaveExportState<T>();
+    std::unique_ptr<SummaryBuilder<T>> summary_;         // null without an own "Index"
 };
 
 extern template class BasicWaveDataSet<int8_t>;

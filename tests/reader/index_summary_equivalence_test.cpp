@@ -1,0 +1,274 @@
+// The index summary changes no result: random views and searches through a reader that
+// has the dataset's summary, against a reader on the same storages without it, on random
+// waves with gaps, NaN or invalid stretches, flat stretches and signed zeros; also after a
+// rebuild from "Index", after a clear and new pushes, and with the summary switched off.
+
+#include "dataset/axis.h"
+#include "dataset/element_types.h"
+#include "reader/basic_wave_reader.h"
+#include "reader/index_summary.h"
+#include "support/test_wave.h"
+#include "wave/wave_producer.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+namespace {
+
+using Position = unsigned long long;
+using Hit = std::pair<Position, Position>;
+constexpr double kPeriod = 1e-3;
+
+template <class T>
+class OpenReader : public CBasicWaveReader<T> {
+public:
+    using CBasicWaveReader<T>::CBasicWaveReader;
+    using CBasicWaveReader<T>::FindNextIndex;
+    using CBasicWaveReader<T>::FindPreIndex;
+};
+
+bool SameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+template <class T>
+struct Capture : testing_support::TestWave<T> {
+    std::mt19937_64 rng;
+    std::vector<double> values;  // a sample of the values pushed, for searches
+    double last_time = 0;
+    uint64_t ppi;
+
+    Capture(const char* type, uint64_t index_step, uint64_t seed)
+        : testing_support::TestWave<T>(type, kPeriod, index_step), rng(seed), ppi(index_step) {}
+
+    double Uniform(double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(rng); }
+    uint64_t Below(uint64_t n) { return n == 0 ? 0 : rng() % n; }
+
+    T Value(double x) {
+        if constexpr (kIsFloatingElement<T>) {
+            // Quarter steps give ties and zeros; some zeros are negative.
+            double v = std::round(x * 4) / 4;
+            if (v == 0 && Below(2) == 0) v = -0.0;
+            return static_cast<T>(v);
+        } else {
+            const double lo = static_cast<double>(std::numeric_limits<T>::lowest());
+            const double hi = static_cast<double>(std::numeric_limits<T>::max()) - 1;
+            return static_cast<T>(std::clamp(std::round(x), lo, hi));
+        }
+    }
+
+    // Runs of random length with gaps between them; each run a random walk with jumps,
+    // flat stretches and stretches of the invalid value.
+    void Fill(uint64_t samples) {
+        const double index_period = __internal::DataSetTool(this->item.get()).GetIndexStepTime();
+        WaveProducer<T> producer(*this->dataset, kPeriod, index_period);
+        const double scale = kIsFloatingElement<T> ? 20.0 : (std::numeric_limits<T>::max() > 300 ? 2000.0 : 40.0);
+        const double centre = std::is_unsigned_v<T> ? scale * 2 : 0.0;
+        double x = centre, t = last_time;
+        std::vector<T> run;
+        for (uint64_t done = 0; done < samples;) {
+            const uint64_t length = std::min<uint64_t>(samples - done, 1 + Below(samples / 3 + 1));
+            run.resize(length);
+            for (uint64_t i = 0; i < length;) {
+                const uint64_t stretch = std::min<uint64_t>(length - i, 1 + Below(6 * ppi));
+                const uint64_t kind = Below(40);
+                for (uint64_t j = 0; j < stretch; ++j, ++i) {
+                    if (kind == 0) {
+                        run[i] = InvalidValue<T>();
+                    } else if (kind == 1) {
+                        run[i] = Value(x);  // flat
+                    } else {
+                        x += Uniform(-1, 1) * scale * 0.05 + (Below(500) == 0 ? Uniform(-1, 1) * scale : 0.0);
+                        x = std::clamp(x, centre - scale * 2, centre + scale * 2);
+                        run[i] = Value(x);
+                    }
+                    if (Below(64) == 0) values.push_back(static_cast<double>(run[i]));
+                }
+            }
+            producer.Append(t, run.data(), run.size());
+            done += length;
+            t += static_cast<double>(length) * kPeriod;
+            // Mostly no gap, else from one sample to many index columns.
+            const uint64_t gap_kind = Below(4);
+            if (gap_kind == 1) t += kPeriod * static_cast<double>(1 + Below(3));
+            if (gap_kind >= 2) t += kPeriod * static_cast<double>(1 + Below(ppi * 300));
+        }
+        producer.CloseRun();
+        last_time = t + kPeriod * 10;
+    }
+
+    // Samples and columns pushed as they come, without areas: columns that no producer
+    // would make (min above max, one field NaN, infinities).
+    void FillArbitrary(uint64_t samples) {
+        std::vector<T> wave(samples);
+        for (auto& v : wave) v = Value(Uniform(-30, 30));
+        this->dataset->Push(wave.data(), wave.size());
+        std::vector<MinMaxData<T>> columns(samples / ppi + 1);
+        for (auto& c : columns) {
+            c = {Value(Uniform(-30, 30)), Value(Uniform(-30, 30))};
+            if (Below(3) == 0) std::swap(c.min, c.max);
+            if constexpr (kIsFloatingElement<T>) {
+                const uint64_t odd = Below(30);
+                if (odd == 0) c.min = std::numeric_limits<T>::quiet_NaN();
+                if (odd == 1) c.max = std::numeric_limits<T>::quiet_NaN();
+                if (odd == 2) c = {std::numeric_limits<T>::infinity(), -std::numeric_limits<T>::infinity()};
+            }
+            values.push_back(static_cast<double>(c.min));
+        }
+        this->dataset->Push(columns.data(), columns.size());
+        last_time = static_cast<double>(samples) * kPeriod;
+    }
+
+    std::unique_ptr<OpenReader<T>> Summarised() {
+        auto reader = this->template MakeReader<OpenReader<T>>();
+        reader->SetIndexSummary(this->dataset->Summary());
+        return reader;
+    }
+};
+
+// Compares views through both readers; indexed counts the views that an index served.
+template <class T>
+void CompareViews(Capture<T>& capture, CBasicWaveReader<T>& with, CBasicWaveReader<T>& without, int views,
+                  int& indexed) {
+    const double total = capture.last_time;
+    indexed = 0;
+    std::vector<MinMaxData<double>> a, b;
+    for (int v = 0; v < views; ++v) {
+        const double span = std::exp(capture.Uniform(std::log(3 * kPeriod), std::log(total * 1.3)));
+        double begin = capture.Uniform(-0.1 * total, total);
+        if (capture.Below(4) == 0) begin = std::round(begin / kPeriod / capture.ppi) * kPeriod * capture.ppi;
+        double end = begin + span;
+        const auto columns = static_cast<unsigned>(std::exp(capture.Uniform(0, std::log(4000.0))));
+        const GetDataParam param{static_cast<uint32_t>(capture.Below(5))};
+        const unsigned char whole = capture.Below(12) == 0 ? 1 : 0;
+        double begin_b = begin, end_b = end;
+        a.clear();
+        b.clear();
+        with.GetMinMaxData(begin, end, a, columns, param, whole);
+        without.GetMinMaxData(begin_b, end_b, b, columns, param, whole);
+        SCOPED_TRACE(::testing::Message() << "view " << v << " columns " << columns << " mode " << param.mode
+                                          << " whole " << int(whole) << " span " << span);
+        ASSERT_TRUE(SameBits(begin, begin_b) && SameBits(end, end_b));
+        ASSERT_EQ(a.size(), b.size());
+        for (std::size_t i = 0; i < a.size(); ++i) {
+            ASSERT_TRUE(SameBits(a[i].min, b[i].min) && SameBits(a[i].max, b[i].max))
+                << "column " << i << ": " << a[i].min << " " << a[i].max << " vs " << b[i].min << " " << b[i].max;
+        }
+        if (with.PointsPerColumn() >= static_cast<double>(with.PointsPerIndex())) ++indexed;
+    }
+}
+
+template <class T>
+void CompareSearches(Capture<T>& capture, OpenReader<T>& with, OpenReader<T>& without, int searches) {
+    const double total = capture.last_time;
+    for (int s = 0; s < searches; ++s) {
+        double value = capture.values[capture.Below(capture.values.size())];
+        const uint64_t kind = capture.Below(10);
+        if (kind == 0) value += capture.Uniform(-0.5, 0.5);
+        if (kind == 1) value = std::numeric_limits<double>::quiet_NaN();
+        if (kind == 2) value = capture.Uniform(-1e5, 1e5);
+        const double time = capture.Uniform(-0.05 * total, 1.05 * total);
+        const bool forward = capture.Below(2) == 0;
+        double ra = -1, rb = -1;
+        const bool fa = with.Find(value, time, ra, forward);
+        const bool fb = without.Find(value, time, rb, forward);
+        SCOPED_TRACE(::testing::Message() << "search " << s << " value " << value << " time " << time << " forward "
+                                          << forward);
+        ASSERT_EQ(fa, fb);
+        ASSERT_TRUE(SameBits(ra, rb)) << ra << " vs " << rb;
+    }
+    // The index walks themselves, over random ranges, also upside down and past the end.
+    const uint64_t entries = capture.dataset->GetStorage("Index")->Count();
+    for (int s = 0; s < searches; ++s) {
+        const double value = capture.values[capture.Below(capture.values.size())];
+        Position first = capture.Below(entries + 2), last = capture.Below(entries + 2);
+        if (capture.Below(3) != 0 && first > last) std::swap(first, last);
+        Hit ha{7, 7}, hb{7, 7};
+        ASSERT_EQ(with.FindNextIndex(value, first, last, ha), without.FindNextIndex(value, first, last, hb))
+            << first << ".." << last << " value " << value;
+        ASSERT_EQ(ha, hb);
+        ASSERT_EQ(with.FindPreIndex(value, first, last, ha), without.FindPreIndex(value, first, last, hb))
+            << first << ".." << last << " value " << value;
+        ASSERT_EQ(ha, hb);
+    }
+}
+
+template <class T>
+void CompareAll(Capture<T>& capture, int views, int searches) {
+    ASSERT_TRUE(capture.dataset->WaitIndexSummary());
+    auto with = capture.Summarised();
+    auto without = capture.template MakeReader<OpenReader<T>>();
+    int indexed = 0;
+    CompareViews(capture, *with, *without, views, indexed);
+    if (::testing::Test::HasFatalFailure()) return;
+    EXPECT_GT(indexed, views / 10);  // the index served a good share of the views
+    CompareSearches(capture, *with, *without, searches);
+}
+
+template <class T>
+void RunEquivalence(const char* type, uint64_t index_step, uint64_t samples, uint64_t seed) {
+    Capture<T> capture(type, index_step, seed);
+    capture.Fill(samples);
+    const uint64_t entries = capture.dataset->GetStorage("Index")->Count();
+    ASSERT_GT(entries, 2 * 128 * 128u) << "the capture must reach the second level";
+    // The summary exists and is small against the index.
+    const uint64_t summary_bytes = capture.dataset->IndexSummaryBytes();
+    EXPECT_GT(summary_bytes, 0u);
+    EXPECT_LE(summary_bytes * 50, entries * sizeof(MinMaxData<T>));
+    CompareAll(capture, 2000, 500);
+    if (::testing::Test::HasFatalFailure()) return;
+
+    // Rebuilt from "Index" in the background, as after a load.
+    capture.dataset->OnDataChanged();
+    CompareAll(capture, 300, 100);
+    if (::testing::Test::HasFatalFailure()) return;
+    EXPECT_EQ(capture.dataset->IndexSummaryBytes(), summary_bytes);
+
+    // Cleared, then new pushes.
+    capture.dataset->Clear();
+    capture.last_time = 0;
+    capture.values.clear();
+    capture.Fill(samples / 2);
+    CompareAll(capture, 300, 100);
+}
+
+TEST(IndexSummaryEquivalence, Float) { RunEquivalence<float>("WAVEDATASET[FLOAT]", 2, 150000, 1); }
+TEST(IndexSummaryEquivalence, Double) { RunEquivalence<double>("WAVEDATASET[DOUBLE]", 2, 80000, 2); }
+TEST(IndexSummaryEquivalence, Int16) { RunEquivalence<int16_t>("WAVEDATASET[INT16]", 4, 160000, 3); }
+TEST(IndexSummaryEquivalence, Uint8) { RunEquivalence<uint8_t>("TEST_WAVE_U8", 2, 80000, 4); }
+
+// Columns that no producer makes, on a wave without areas.
+TEST(IndexSummaryEquivalence, ArbitraryColumns) {
+    Capture<float> floats("WAVEDATASET[FLOAT]", 2, 5);
+    floats.FillArbitrary(90000);
+    CompareAll(floats, 300, 150);
+    Capture<int16_t> shorts("WAVEDATASET[INT16]", 2, 6);
+    shorts.FillArbitrary(90000);
+    CompareAll(shorts, 300, 150);
+}
+
+TEST(IndexSummaryEquivalence, SwitchedOffAndOnAgain) {
+    Capture<int16_t> capture("WAVEDATASET[INT16]", 2, 7);
+    capture.Fill(70000);
+    EXPECT_TRUE(capture.dataset->IndexSummaryOn());
+    capture.dataset->SetIndexSummary(false);
+    EXPECT_FALSE(capture.dataset->IndexSummaryOn());
+    EXPECT_FALSE(capture.dataset->WaitIndexSummary());
+    EXPECT_EQ(capture.dataset->IndexSummaryBytes(), 0u);
+    // Off, pushes are not folded; on again, the summary is rebuilt from "Index".
+    capture.Fill(10000);
+    auto off = capture.Summarised();
+    auto plain = capture.MakeReader<OpenReader<int16_t>>();
+    int indexed = 0;
+    CompareViews(capture, *off, *plain, 200, indexed);
+    EXPECT_GT(indexed, 0);
+    capture.dataset->SetIndexSummary(true);
+    EXPECT_TRUE(capture.dataset->WaitIndexSummary());
+    EXPECT_EQ(capture.dataset->Summary()->Entries(), capture.dataset->GetStorage("Index")->Count());
+    CompareAll(capture, 300, 100);
+}
+
+}  // namespace
