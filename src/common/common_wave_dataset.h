@@ -19,7 +19,7 @@
 // when a block doesn't continue it; its area then goes to "Area".
 //
 // CommonWaveDataSetInit (common_wave_dataset_init.h) is the companion item: when a
-// dataset item has one as its child IWaveDataset::INIT_OBJECT_NAME, that item configures
+// dataset item has one as its child IDataSetEx::INIT_OBJECT_NAME, that item configures
 // the dataset and the dataset's own XML is skipped.
 
 #include "common/common_wave_interfaces.h"

@@ -25,7 +25,7 @@ const VellumTypeID* CommonWaveDatasetType::ObjectType() const { return &VellumTy
 IBaseCtr* CommonWaveDatasetType::CreateItem(const std::string& name) {
     auto item = std::make_unique<Vellum::VellumStruct<CommonWaveDataSet>>(name, this);
     item->Init();
-    item->AddChildItem(init_item_.get(), IWaveDataset::INIT_OBJECT_NAME, false);
+    item->AddChildItem(init_item_.get(), IDataSetEx::INIT_OBJECT_NAME, false);
     if (init_ != nullptr) init_->InitDataset(item->Object(), Source());
     return item.release();
 }

@@ -241,7 +241,7 @@ TEST(CommonWaveDataSet, AnInitObjectConfiguresTheDatasetInsteadOfItsXml) {
     EXPECT_EQ(dataset->MainIndexer()->Step(), 8u);
     EXPECT_EQ(dataset->MainIndexer()->GetAttribute("comment"), "from init");
 
-    IBaseCtr* init_item = item->GetChildItem(IWaveDataset::INIT_OBJECT_NAME);
+    IBaseCtr* init_item = item->GetChildItem(IDataSetEx::INIT_OBJECT_NAME);
     Ctr<CommonWaveDataSetInit> init = QueryInterface<CommonWaveDataSetInit>(init_item);
     ASSERT_TRUE(init);
     EXPECT_EQ(init->ValueType(), "UINT16");

@@ -91,7 +91,7 @@ TEST(WaveDatasetType, ATypeFromXmlMakesConfiguredItemsThatWriteAndReadBack) {
     LogCapture log;
     auto item = ItemFromXml("typedWave", "TEST_INT16_WAVE");
     ASSERT_TRUE(item);
-    EXPECT_EQ(item->GetChildItem(IWaveDataset::INIT_OBJECT_NAME), main);
+    EXPECT_EQ(item->GetChildItem(IDataSetEx::INIT_OBJECT_NAME), main);
     CommonWaveDataSet* dataset = QueryInterface<CommonWaveDataSet>(item.get()).get();
     ASSERT_NE(dataset, nullptr);
     EXPECT_EQ(dataset->GetDataType(), 2);  // INT16 from the type, not the item's INT8
