@@ -32,7 +32,7 @@ IBaseCtr* CommonWaveDatasetType::CreateItem(const std::string& name) {
 
 namespace {
 
-// The wave dataset type already under name in source; null with found set when the
+// The wave dataset type already under name in source; null with taken set when the
 // name belongs to a type of another kind.
 CommonWaveDatasetType* KnownType(ILocalSource* source, const std::string& name, bool& taken) {
     IItemType* type = source->GetLocalItemType(name, false);

@@ -47,8 +47,9 @@ public:
     // A dataset item configured by the type's init item.
     IBaseCtr* CreateItem(const std::string& name) override;
 
-    IBaseCtr* InitItem() const { return init_item_.get(); }
-    CommonWaveDataSetInit* Init() const { return init_; }
+    // The init item "__main__" and its object.
+    IBaseCtr* MainItem() const { return init_item_.get(); }
+    CommonWaveDataSetInit* MainObject() const { return init_; }
 
 private:
     std::unique_ptr<IBaseCtr> init_item_;

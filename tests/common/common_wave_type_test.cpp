@@ -86,6 +86,10 @@ TEST(WaveDatasetType, ATypeFromXmlMakesConfiguredItemsThatWriteAndReadBack) {
     EXPECT_EQ(type->GetAttribute("caption"), "Probe");
     IBaseCtr* main = type->GetItem("__main__", false);
     ASSERT_TRUE(QueryInterface<CommonWaveDataSetInit>(main));
+    auto* wave_type = dynamic_cast<CommonWaveDatasetType*>(type);
+    ASSERT_NE(wave_type, nullptr);
+    EXPECT_EQ(wave_type->MainItem(), main);
+    EXPECT_EQ(wave_type->MainObject()->Id(), "w16");
     EXPECT_EQ(main->GetChildItem("PublicAttr")->GetAttribute("unit"), "mV");
 
     LogCapture log;
