@@ -63,10 +63,24 @@ public:
     virtual std::unique_ptr<IAnalogMinMaxData> MinMaxData(uint32_t count) = 0;
     virtual std::unique_ptr<IAnalogDataArray> DataArray(uint32_t count) = 0;
     virtual std::unique_ptr<IAnalogData> Data() = 0;
+    // An array for the times of samples, for readers of data without a fixed rate;
+    // empty from readers whose times follow from the rate.
+    virtual std::unique_ptr<IAnalogDataArray> TimeArray(uint32_t count) = 0;
     // Samples in [begin, end] cut to the valid range; 0 outside it.
     virtual uint64_t Count(VellumTime begin, VellumTime end) = 0;
     // Samples from begin on, within one run, up to the array's capacity; the count read.
     virtual uint32_t ReadData(VellumTime begin, IAnalogDataArray* out) = 0;
+    // The operations below are optional: false from a reader that doesn't offer them.
+    // The times of the samples from begin on, into an array of TimeArray.
+    virtual bool ReadTimes(VellumTime begin, IAnalogDataArray* times) = 0;
+    // The samples up to end, the last one at the end of out.
+    virtual bool ReadBefore(VellumTime end, IAnalogDataArray* out) = 0;
+    // The first time in [begin, end] at which the data reaches value.
+    virtual bool FindValue(VellumTime begin, VellumTime end, double value, VellumTime& found) = 0;
+    // The first crossing of level in [begin, end], rising or falling.
+    virtual bool FindEdge(VellumTime begin, VellumTime end, double level, bool rising, VellumTime& found) = 0;
+    // The run of samples that follows the one holding after.
+    virtual bool NextRange(VellumTime after, VellumTime& begin, VellumTime& end) = 0;
     // The sample at time; false where there is none.
     virtual bool At(VellumTime time, IAnalogData* data) = 0;
     // From the first stored run's start to the last run's end; false without samples.

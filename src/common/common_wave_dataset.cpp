@@ -48,7 +48,8 @@ bool CommonWaveDataSet::InitItemByXML(ILocalSource* source, IBaseCtr* item, cons
     source_ = source;
     IBaseCtr* init_item = item ? item->GetChildItem(INIT_OBJECT_NAME) : nullptr;
     if (Ctr<CommonWaveDataSetInit> init = QueryInterface<CommonWaveDataSetInit>(init_item)) {
-        init->InitDataset(this, source);
+        // A dataset that its item type configured at creation has been through it already.
+        if (!configured_) init->InitDataset(this, source);
         return true;
     }
     Configure(source, node.attribute("dtype").value(), node.child("storage"), node.child("index"));
@@ -58,6 +59,7 @@ bool CommonWaveDataSet::InitItemByXML(ILocalSource* source, IBaseCtr* item, cons
 void CommonWaveDataSet::Configure(ILocalSource* source, const std::string& dtype, const pugi::xml_node& storage,
                                   const pugi::xml_node& index) {
     source_ = source;
+    configured_ = true;
     if (!dtype.empty()) SetDataType(dtype, true);
     CreateStorages(ReadStorageDeclarations(storage), source, storage);
     BuildIndexers(source, index);

@@ -18,9 +18,9 @@
 // and into the last area, the run being written (times in sample numbers). A run ends
 // when a block doesn't continue it; its area then goes to "Area".
 //
-// CommonWaveDataSetInit is the companion item: when a dataset item has one as its child
-// IWaveDataset::INIT_OBJECT_NAME, that item configures the dataset and the dataset's
-// own XML is skipped.
+// CommonWaveDataSetInit (common_wave_dataset_init.h) is the companion item: when a
+// dataset item has one as its child IDataSetEx::INIT_OBJECT_NAME, that item configures
+// the dataset and the dataset's own XML is skipped.
 
 #include "common/common_wave_interfaces.h"
 #include "dataset/dataset_base_ex.h"
@@ -112,8 +112,10 @@ public:
 
     // The steps of a definition: the type (when dtype isn't empty), the storages, the
     // indexers of the "index" node, and the main indexer if none was declared.
+    // Configured() is true from then on.
     void Configure(ILocalSource* source, const std::string& dtype, const pugi::xml_node& storage,
                    const pugi::xml_node& index);
+    bool Configured() const { return configured_; }
 
 private:
     // Selects the row of data_type_ and makes the storages and indexers follow it.
@@ -139,31 +141,12 @@ private:
     ValidDataArea last_area_{};
     bool area_open_ = false;
     bool nanosecond_time_ = false;
+    bool configured_ = false;  // Configure ran
     ILocalSource* source_ = nullptr;
     DataSetBaseEx group_;
 };
 
-class CommonWaveDataSetInit : public IWaveDatasetInit, public IItemXmlInit {
-public:
-    // Keeps "dtype", "vtype", "step", "id" and the children "storage" and "index" of the
-    // node. Always true.
-    bool InitItemByXML(ILocalSource* source, IBaseCtr* item, const pugi::xml_node& node) override;
-    // Sets the type, the storages, the indexers and the step on dataset.
-    bool InitDataset(IWaveDataset* dataset, ILocalSource* source) override;
-    std::shared_ptr<CtrVar> GetExtendCtr(const VellumTypeID& type, bool flag, const std::string& name);
-
-    const std::string& DataType() const { return dtype_; }
-    const std::string& ValueType() const { return vtype_; }
-    const std::string& Id() const { return id_; }
-
-private:
-    std::string dtype_;
-    std::string vtype_;
-    std::string id_;
-    unsigned int step_ = 0;
-    bool has_step_ = false;
-    pugi::xml_document definition_;  // copies of the "storage" and "index" nodes
-};
-
 // Reads the children of a "storage" node: element name to its "type" text.
 std::map<std::string, std::string> ReadStorageDeclarations(const pugi::xml_node& storage);
+
+#include "common/common_wave_dataset_init.h"

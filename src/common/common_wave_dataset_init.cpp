@@ -1,19 +1,46 @@
-#include "common/common_wave_dataset.h"
+#include "common/common_wave_dataset_init.h"
 
+#include "common/common_wave_dataset.h"
+#include "common/wave_public_attributes.h"
+#include "host/base_ctr.h"
+#include "host/item_type.h"
 #include "host/string_utils.h"
 
-bool CommonWaveDataSetInit::InitItemByXML(ILocalSource*, IBaseCtr*, const pugi::xml_node& node) {
-    dtype_ = node.attribute("dtype").value();
-    vtype_ = node.attribute("vtype").value();
-    id_ = node.attribute("id").value();
+CommonWaveDataSetInit::CommonWaveDataSetInit() = default;
+
+CommonWaveDataSetInit::~CommonWaveDataSetInit() = default;
+
+bool CommonWaveDataSetInit::InitItemByXML(ILocalSource* source, IBaseCtr* item, const pugi::xml_node& node) {
+    pugi::xml_node main = node.child(kMainObjectName);
+    if (!main) main = node;
+    dtype_ = main.attribute("dtype").value();
+    vtype_ = main.attribute("vtype").value();
+    id_ = main.attribute("id").value();
     uint64_t step = 0;
-    has_step_ = SysParseU64(node.attribute("step").value(), step) && step > 0 && step <= UINT32_MAX;
+    has_step_ = SysParseU64(main.attribute("step").value(), step) && step > 0 && step <= UINT32_MAX;
     step_ = has_step_ ? static_cast<unsigned int>(step) : 0;
     definition_.reset();
     for (const char* name : {"storage", "index"}) {
-        if (pugi::xml_node child = node.child(name)) definition_.append_copy(child);
+        if (pugi::xml_node child = main.child(name)) definition_.append_copy(child);
+    }
+
+    std::unique_ptr<IBaseCtr> made(CreateItemByTypeID(VellumTypeOf<WaveDatasetPublicAttr>(), kPublicAttrName, source));
+    Ctr<IItemXmlInit> attributes = QueryInterface<IItemXmlInit>(made.get());
+    if (!attributes) return true;  // the type is not registered: logged by the creation
+    attributes->InitItemByXML(source, made.get(), node.child(kPublicAttrName));
+    public_attr_ = made.get();
+    if (item != nullptr && item->AddChildItem(made.get(), kPublicAttrName, true)) {
+        made.release();
+        own_public_attr_.reset();
+    } else {
+        own_public_attr_ = std::move(made);
     }
     return true;
+}
+
+std::string CommonWaveDataSetInit::PublicAttribute(const std::string& name) const {
+    Ctr<WaveDatasetPublicAttr> attributes = QueryInterface<WaveDatasetPublicAttr>(public_attr_);
+    return attributes ? attributes->GetAttribute(name) : std::string();
 }
 
 bool CommonWaveDataSetInit::InitDataset(IWaveDataset* dataset, ILocalSource* source) {

@@ -46,9 +46,6 @@ public:
 
 class IWaveDataset : public IDataSetEx {
 public:
-    // The child of a dataset item that, when it is an IWaveDatasetInit, configures it.
-    static constexpr const char* INIT_OBJECT_NAME = "__InitObject__";
-
     // Sets the element type by its host type word; false, leaving no type, for a word
     // that is not one of the ten wave value types. save keeps it as the type to save.
     virtual bool SetDataType(const std::string& type, bool save) = 0;

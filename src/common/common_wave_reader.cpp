@@ -55,6 +55,18 @@ std::unique_ptr<IAnalogDataArray> CommonWaveReader::DataArray(uint32_t count) {
 
 std::unique_ptr<IAnalogData> CommonWaveReader::Data() { return std::make_unique<WaveData>(DataAxis(), Ops()); }
 
+std::unique_ptr<IAnalogDataArray> CommonWaveReader::TimeArray(uint32_t) { return nullptr; }
+
+bool CommonWaveReader::ReadTimes(VellumTime, IAnalogDataArray*) { return false; }
+
+bool CommonWaveReader::ReadBefore(VellumTime, IAnalogDataArray*) { return false; }
+
+bool CommonWaveReader::FindValue(VellumTime, VellumTime, double, VellumTime&) { return false; }
+
+bool CommonWaveReader::FindEdge(VellumTime, VellumTime, double, bool, VellumTime&) { return false; }
+
+bool CommonWaveReader::NextRange(VellumTime, VellumTime&, VellumTime&) { return false; }
+
 bool CommonWaveReader::ValidRange(VellumTime& begin, VellumTime& end) {
     if (dataset_ == nullptr || !wave_ || wave_->Count() == 0) return false;
     const VellumLevelTime period = dataset_->SamplePeriod();

@@ -27,8 +27,16 @@ public:
     std::unique_ptr<IAnalogMinMaxData> MinMaxData(uint32_t count) override;
     std::unique_ptr<IAnalogDataArray> DataArray(uint32_t count) override;
     std::unique_ptr<IAnalogData> Data() override;
+    // Times follow from the sample rate: empty.
+    std::unique_ptr<IAnalogDataArray> TimeArray(uint32_t count) override;
     uint64_t Count(VellumTime begin, VellumTime end) override;
     uint32_t ReadData(VellumTime begin, IAnalogDataArray* out) override;
+    // Not offered by this reader: false.
+    bool ReadTimes(VellumTime begin, IAnalogDataArray* times) override;
+    bool ReadBefore(VellumTime end, IAnalogDataArray* out) override;
+    bool FindValue(VellumTime begin, VellumTime end, double value, VellumTime& found) override;
+    bool FindEdge(VellumTime begin, VellumTime end, double level, bool rising, VellumTime& found) override;
+    bool NextRange(VellumTime after, VellumTime& begin, VellumTime& end) override;
     bool At(VellumTime time, IAnalogData* data) override;
     bool ValidRange(VellumTime& begin, VellumTime& end) override;
     uint32_t ReadMinMax(VellumTime begin, VellumTime end, IAnalogMinMaxData* out) override;

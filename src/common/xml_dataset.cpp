@@ -2,6 +2,7 @@
 
 #include "common/common_wave_interfaces.h"
 #include "common/dataset_item_interfaces.h"
+#include "dataset/serialization_helper.h"
 #include "host/base_ctr.h"
 #include "host/item_binding.h"
 #include "host/local_source.h"
@@ -38,6 +39,20 @@ void TakeDeclarations(const XmlItemMap& from, XmlItemMap& to) {
     }
 }
 
+// The saving of every dataset, and after a load the dataset's own step.
+class XmlDatasetSerialization final : public DataSetSerializationHelper {
+public:
+    XmlDatasetSerialization(IBaseCtr* owner, XmlDataset* dataset) : DataSetSerializationHelper(owner), dataset_(dataset) {}
+    bool Deserialize(std::shared_ptr<SerializeContext> context) override {
+        const bool loaded = DataSetSerializationHelper::Deserialize(context);
+        dataset_->OnLoaded();
+        return loaded;
+    }
+
+private:
+    XmlDataset* dataset_;
+};
+
 }  // namespace
 
 XmlDataset::XmlDataset() : own_definition_(std::make_unique<XmlDatasetDefinition>()) {
@@ -52,6 +67,7 @@ XmlDataset::~XmlDataset() {
 
 bool XmlDataset::InitItem(IBaseCtr* item) {
     owner_ = item;
+    SetSerialization(std::make_unique<XmlDatasetSerialization>(item, this));
     if (IItemType* type = item ? item->GetItemType() : nullptr) definition_ = &DefinitionOfType(type);
     return true;
 }
@@ -63,6 +79,11 @@ bool XmlDataset::InitItemByXML(ILocalSource* source, IBaseCtr*, const pugi::xml_
     if (node.first_child().empty()) return true;
     ParseXmlDatasetDeclarations(node, source, *definition_);
     return true;
+}
+
+void XmlDataset::OnLoaded() {
+    item_ = owner_;
+    dataset_info_ = item_ ? item_->GetChildItem("__dataset_info__") : nullptr;
 }
 
 bool XmlDataset::FinishConfig(ILocalSource* source, IBaseCtr* item, const std::string& config) {

@@ -6,7 +6,9 @@
 //  - FinishConfig builds the storages of the type's definition and of its parents, for
 //    keys that the dataset doesn't hold yet, and files an IReader for each;
 //  - GetExtendCtr(type, flag, key) for a declared type gives the extension of the item
-//    declared under key, made through its factory and Init-ed at the first request.
+//    declared under key, made through its factory and Init-ed at the first request;
+//  - it is saved and loaded as every dataset is (serialization_helper.h); after a load
+//    it keeps the item's child "__dataset_info__".
 //
 // Log lines: "Unknown Storage Type: {}", "Reader {} already defined, skipped!" (readers
 // and writers alike) while parsing; "cannot create storage: {}" while building.
@@ -47,6 +49,10 @@ public:
     const XmlItemMap& Readers() const { return readers_; }
     const XmlItemMap& Writers() const { return writers_; }
     IBaseCtr* Item() const { return owner_; }
+    // Set by a project load: the stored item's child "__dataset_info__", null without one.
+    IBaseCtr* DatasetInfo() const { return dataset_info_; }
+    // The end of a project load: takes the stored item and its child "__dataset_info__".
+    void OnLoaded();
     // The key of the storage declared main, empty without one.
     std::string MainStorageKey() const;
 
@@ -60,6 +66,8 @@ private:
     XmlItemMap writers_;
     uint64_t flags_ = 0;
     IBaseCtr* owner_ = nullptr;
+    IBaseCtr* item_ = nullptr;          // the stored item, set at load
+    IBaseCtr* dataset_info_ = nullptr;  // a child of item_, which owns it
     std::unique_ptr<XmlDatasetDefinition> own_definition_;
 };
 

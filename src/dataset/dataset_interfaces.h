@@ -18,6 +18,10 @@ public:
 
 class IDataSetEx {
 public:
+    // The child of a dataset item that, when it is an init object of the dataset's
+    // kind, configures the dataset in place of the dataset's own definition.
+    static constexpr const char* INIT_OBJECT_NAME = "__InitObject__";
+
     virtual ~IDataSetEx() = default;
     virtual void OnDataChanged() = 0;
     virtual void OnClear() = 0;

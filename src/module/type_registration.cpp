@@ -1,7 +1,7 @@
 #include "module/type_registration.h"
 
 #include "common/basic_wave_items.h"
-#include "common/common_wave_dataset.h"
+#include "common/common_wave_type.h"
 #include "common/xml_dataset.h"
 #include "dataset/axis.h"
 #include "dataset/dataset_base_ex.h"
@@ -40,7 +40,8 @@ void RegisterModuleTypes(ILocalSource* source) {
     RegisterClassType<BasicTrendDataSet<int16_t>>("BASIC_TREND[INT16]");
     RegisterClassType<BasicTrendDataSet<int32_t>>("BASIC_TREND[INT32]");
     RegisterClassType<BasicTrendDataSet<int64_t>>("BASIC_TREND[INT64]");
-    RegisterClassType<CommonWaveDataSet>("WaveDataset", source);
+    // "WaveDataset" with the type creators "WaveDatasetType" and "WaveDatasetTypeEx".
+    RegisterCommonWaveTypes(source);
     // Without a source: the type manager's root scope.
     RegisterClassType<DataSetBaseEx>("_DataSetEx_");
     RegisterDataSetManager(source);

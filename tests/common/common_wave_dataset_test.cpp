@@ -221,20 +221,60 @@ TEST(CommonWaveDataSet, XmlDefinitionBuildsTypeStoragesAndIndexers) {
 }
 
 TEST(CommonWaveDataSet, AnInitObjectConfiguresTheDatasetInsteadOfItsXml) {
-    RegisterClassType<CommonWaveDataSetInit>("TEST_WAVE_INIT", &Scope());
     auto item = MakeItem(R"(<item name="cwi" type="WaveDataset" dtype="INT8">
-        <item name="__InitObject__" type="TEST_WAVE_INIT" dtype="UINT16" step="8" id="i">
-          <storage><Area type="File;"/></storage>
+        <item name="__InitObject__" type="WaveDatasetInit">
+          <__main__ dtype="UINT16" vtype="UINT16" step="8" id="i">
+            <storage><Area type="File;"/></storage>
+            <index><default comment="from init"/></index>
+          </__main__>
+          <PublicAttr unit="V" caption="Volt"/>
         </item>
         <storage><Extra type="File;4"/></storage>
       </item>)");
     ASSERT_TRUE(item);
     CommonWaveDataSet* dataset = Dataset(item.get());
+    EXPECT_TRUE(dataset->Configured());
     EXPECT_EQ(dataset->GetDataType(), 3);  // UINT16 from the init object, not INT8
     EXPECT_EQ(dataset->StorageGroup()->GetStorage("Extra"), nullptr);
     EXPECT_NE(dataset->StorageGroup()->GetStorage("Area"), nullptr);
     ASSERT_NE(dataset->MainIndexer(), nullptr);
     EXPECT_EQ(dataset->MainIndexer()->Step(), 8u);
+    EXPECT_EQ(dataset->MainIndexer()->GetAttribute("comment"), "from init");
+
+    IBaseCtr* init_item = item->GetChildItem(IDataSetEx::INIT_OBJECT_NAME);
+    Ctr<CommonWaveDataSetInit> init = QueryInterface<CommonWaveDataSetInit>(init_item);
+    ASSERT_TRUE(init);
+    EXPECT_EQ(init->ValueType(), "UINT16");
+    EXPECT_EQ(init->Id(), "i");
+    IBaseCtr* attributes = init_item->GetChildItem("PublicAttr");
+    ASSERT_NE(attributes, nullptr);
+    EXPECT_EQ(attributes, init->PublicAttributes());
+    EXPECT_EQ(attributes->GetAttribute("unit"), "V");
+    EXPECT_EQ(init->PublicAttribute("caption"), "Volt");
+    EXPECT_EQ(init->PublicAttribute("dtype"), "");
+}
+
+TEST(CommonWaveDataSetInit, ANodeWithoutMainObjectIsItsOwnAndPublicAttrIsAlwaysMade) {
+    auto item = MakeItem(R"(<item name="cwi2" type="WaveDatasetInit" dtype="DOUBLE" step="0"/>)");
+    ASSERT_TRUE(item);
+    Ctr<CommonWaveDataSetInit> init = QueryInterface<CommonWaveDataSetInit>(item.get());
+    ASSERT_TRUE(init);
+    EXPECT_EQ(init->DataType(), "DOUBLE");
+    EXPECT_EQ(init->Step(), 0u);  // not a step: the indexer derives its own
+    ASSERT_NE(item->GetChildItem("PublicAttr"), nullptr);
+    EXPECT_EQ(item->GetChildItem("PublicAttr")->GetAttribute("unit"), "");
+
+    // Without an item the init object keeps "PublicAttr" itself.
+    CommonWaveDataSetInit loose;
+    pugi::xml_document document;
+    ASSERT_TRUE(document.load_string(R"(<x><__main__ dtype="INT8"/><PublicAttr unit="A"/></x>)"));
+    ASSERT_TRUE(loose.InitItemByXML(&Scope(), nullptr, document.document_element()));
+    EXPECT_EQ(loose.DataType(), "INT8");
+    EXPECT_EQ(loose.PublicAttribute("unit"), "A");
+    CommonWaveDataSet dataset;
+    EXPECT_TRUE(loose.InitDataset(&dataset, &Scope()));
+    EXPECT_EQ(dataset.GetDataType(), 0);
+    EXPECT_FALSE(loose.InitDataset(nullptr, &Scope()));
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 #include "common/xml_dataset_definition.h"
 #include "common_test_scope.h"
 #include "host/base_ctr.h"
+#include "host/configuration.h"
+#include "host/serialization.h"
 #include "host/value_item.h"
 #include "reader/simple_reader.h"
 #include "storage/storage_base.h"
@@ -171,6 +173,27 @@ TEST(XmlDataset, TypesExtendTheirBaseAndItemsShareTheirTypesDefinition) {
     LogCapture log;
     EXPECT_EQ(CreateXmlDatasetType(document.document_element(), &Scope()), nullptr);
     EXPECT_EQ(CreateXmlDatasetType(pugi::xml_node(), &Scope()), nullptr);
+}
+
+TEST(XmlDataset, AProjectLoadKeepsTheDatasetInfoChildOfTheItem) {
+    auto with = DeclaredItem(R"(<dataset name="XDS_INFO"><storages><file key="v" vtype="INT8"/></storages></dataset>)",
+                             R"(<item name="xinfo" type="XDS_INFO"><item name="__dataset_info__" type="DOUBLE"/></item>)");
+    auto without = DeclaredItem(R"(<dataset name="XDS_INFO"/>)", R"(<item name="xnoinfo" type="XDS_INFO"/>)");
+    ASSERT_TRUE(with && without);
+    Ctr<XmlDataset> dataset = QueryInterface<XmlDataset>(with.get());
+    EXPECT_EQ(dataset->DatasetInfo(), nullptr);  // only a load takes it
+
+    Configuration config;  // a project without a record of this dataset
+    auto context = std::make_shared<SerializeContext>(SerializeContext{&config, "project/xinfo"});
+    Ctr<ISerializable> loading = QueryInterface<ISerializable>(with.get());
+    ASSERT_TRUE(loading);
+    EXPECT_FALSE(loading->Deserialize(context));  // no files to bind
+    EXPECT_EQ(dataset->DatasetInfo(), with->GetChildItem("__dataset_info__"));
+    EXPECT_NE(dataset->DatasetInfo(), nullptr);
+    EXPECT_NE(dataset->GetStorage("v"), nullptr);  // the declared storage stays
+
+    QueryInterface<ISerializable>(without.get())->Deserialize(context);
+    EXPECT_EQ(QueryInterface<XmlDataset>(without.get())->DatasetInfo(), nullptr);
 }
 
 }  // namespace

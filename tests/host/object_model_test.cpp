@@ -225,4 +225,25 @@ TEST(Scopes, LookupsClimbToParentsOnlyWhenAsked) {
     EXPECT_EQ(child.GetItem("x", true), nullptr);
 }
 
+IItemType* NoTypeFromXml(pugi::xml_node, ILocalSource*) { return nullptr; }
+IItemType* OtherNoTypeFromXml(pugi::xml_node, ILocalSource*) { return nullptr; }
+IItemType* NoTypeFromName(const std::string&, ILocalSource*) { return nullptr; }
+
+TEST(Scopes, TypeCreatorsAreFoundByKindAndNameAndReplacedOnRegistration) {
+    CLocalSource parent("parent");
+    CLocalSource child("child", &parent);
+    EXPECT_FALSE(parent.RegisterTypeCreator("t", nullptr));
+    EXPECT_TRUE(parent.RegisterTypeCreator("t", &NoTypeFromXml));
+    EXPECT_TRUE(parent.RegisterTypeCreatorEx("t", &NoTypeFromName));
+    EXPECT_EQ(child.GetTypeCreator("t", true), &NoTypeFromXml);
+    EXPECT_EQ(child.GetTypeCreator("t", false), nullptr);
+    EXPECT_EQ(child.GetTypeCreatorEx("t", true), &NoTypeFromName);
+    EXPECT_EQ(parent.GetTypeCreatorEx("u", true), nullptr);
+    EXPECT_TRUE(parent.RegisterTypeCreator("t", &OtherNoTypeFromXml));  // a second registration replaces
+    EXPECT_EQ(parent.GetTypeCreator("t", false), &OtherNoTypeFromXml);
+    parent.Clear();
+    EXPECT_EQ(child.GetTypeCreator("t", true), nullptr);
+    EXPECT_EQ(child.GetTypeCreatorEx("t", true), nullptr);
+}
+
 }  // namespace
