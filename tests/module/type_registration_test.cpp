@@ -2,16 +2,19 @@
 // definition and the item answers the queries of its class; the scopes the names land
 // in; the script step; a second call that registers nothing.
 
+#include "common/common_wave_dataset_init.h"
 #include "common/common_wave_interfaces.h"
 #include "common/xml_dataset.h"
 #include "dataset/axis.h"
 #include "dataset/dataset_base.h"
 #include "dataset/dataset_base_ex.h"
+#include "dataset/math_dataset_interface.h"
 #include "dataset/type_source.h"
 #include "host/func_item.h"
 #include "host/item_binding.h"
 #include "host/local_source.h"
 #include "host/xml_items.h"
+#include "math/math_dataset.h"
 #include "module/dataset_manager.h"
 #include "module/module_entry.h"
 #include "module_test_scope.h"
@@ -45,6 +48,10 @@ TEST(TypeRegistration, EveryNameMakesItsItemFromXmlAndTheItemAnswersForItsClass)
         {"WAVEDATASET[INT16]", wave},
         {"WAVEDATASET[DOUBLE]", wave},
         {"DEVWAVEDATASET[FLOAT]", wave},
+        {"MATH[DOUBLE,+]", [&](IBaseCtr* item) { return wave(item) && Answers<IMathDataSet>(item); }},
+        {"MATH[DOUBLE,-]", [&](IBaseCtr* item) { return wave(item) && Answers<IMathDataSet>(item); }},
+        {"MATH[FLOAT,+]", [&](IBaseCtr* item) { return wave(item) && Answers<IMathDataSet>(item); }},
+        {"MATH[FLOAT,-]", [&](IBaseCtr* item) { return wave(item) && Answers<IMathDataSet>(item); }},
         {"BASIC_TREND[FLOAT]", trend},
         {"BASIC_TREND[DOUBLE]", trend},
         {"BASIC_TREND[UINT8]", trend},
@@ -56,6 +63,7 @@ TEST(TypeRegistration, EveryNameMakesItsItemFromXmlAndTheItemAnswersForItsClass)
         {"BASIC_TREND[INT32]", trend},
         {"BASIC_TREND[INT64]", trend},
         {"WaveDataset", Answers<IDataSetEx>},
+        {"WaveDatasetInit", Answers<CommonWaveDataSetInit>},
         {"_DataSetEx_",
          [](IBaseCtr* item) {
              return Answers<DataSetBaseEx>(item) && Answers<IDataSetBase>(item) && Answers<ISerializable>(item);
@@ -84,6 +92,11 @@ TEST(TypeRegistration, NamesLandInTheirScopesAndOnlyTheNamedElementTypesHaveName
         EXPECT_NE(root->GetLocalItemType(name, false), nullptr) << name;
     }
     EXPECT_EQ(scope.GetLocalItemType("WAVEDATASET[INT32]", true), nullptr);
+    // The operators as mapped: "+" is instance 2 (the mean), "-" instance 1.
+    std::unique_ptr<IBaseCtr> plus(CreateItemByType(&scope, "MATH[DOUBLE,+]", "plus"));
+    std::unique_ptr<IBaseCtr> minus(CreateItemByType(&scope, "MATH[FLOAT,-]", "minus"));
+    EXPECT_TRUE((QueryInterface<MathDataSet<double, 2>>(plus.get())));
+    EXPECT_TRUE((QueryInterface<MathDataSet<float, 1>>(minus.get())));
     EXPECT_TRUE(GetRootFuncManager()->Has("dataset"));
 
     // The static manager: an item of the scope and the published interface, one object.
