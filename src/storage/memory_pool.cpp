@@ -4,6 +4,8 @@
 #include "host/logger.h"
 #include "storage/memory_pool_state.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
@@ -88,15 +90,26 @@ float MemoryPool::MaxUsage() const {
     return static_cast<float>(used) / static_cast<float>(max);
 }
 
+void MemoryPool::Messages::Flush() const {
+    for (const auto& [level, text] : lines) CLogger::DefaultLogger().Log(level, text);
+}
+
 std::shared_ptr<CMemoryBlock> MemoryPool::Malloc(uint32_t n) {
+    Messages messages;
+    std::shared_ptr<CMemoryBlock> block = MallocLocked(n, messages);
+    messages.Flush();
+    return block;
+}
+
+std::shared_ptr<CMemoryBlock> MemoryPool::MallocLocked(uint32_t n, Messages& messages) {
     std::lock_guard lock(mutex_);
     if (atom_size_ == 0 || n > alloc_size_ / atom_size_) return nullptr;
     for (auto& entry : chunks_) {
         uint32_t pos = 0;
         if (FindRun(entry.second, n, pos)) return Take(entry.second, pos, n);
     }
-    if (MemoryChunk* chunk = Expand()) return Take(*chunk, 0, n);
-    CLogger::DefaultLogger().Error("MemoryPool: Memory Expand Failed!!");
+    if (MemoryChunk* chunk = Expand(messages)) return Take(*chunk, 0, n);
+    messages.Add(LogLevel::Error, "MemoryPool: Memory Expand Failed!!");
     return nullptr;
 }
 
@@ -139,7 +152,7 @@ std::shared_ptr<CMemoryBlock> MemoryPool::Take(MemoryChunk& chunk, uint32_t pos,
     return std::make_shared<CMemoryBlock>(chunk.base, static_cast<int>(pos), static_cast<int>(n), this);
 }
 
-MemoryPool::MemoryChunk* MemoryPool::Expand() {
+MemoryPool::MemoryChunk* MemoryPool::Expand(Messages& messages) {
     if (out_of_memory_ || CurrentSize() >= MaxSize()) return nullptr;
     const uint64_t floor = std::max<uint64_t>(atom_size_, 1048576);
     uint64_t size = next_expand_;
@@ -153,15 +166,15 @@ MemoryPool::MemoryChunk* MemoryPool::Expand() {
         max_size_ = CurrentSize();
         max_atoms_ = TotalAtoms();
         out_of_memory_ = true;
-        CLogger::DefaultLogger().Warning("MemoryPool::Expand false, OOM:{}, SIZE: {} MB, MAX_SIZE: {} MB", true,
-                                         CurrentSize() >> 20, MaxSize() >> 20);
+        messages.Add(LogLevel::Warning, fmt::format("MemoryPool::Expand false, OOM:{}, SIZE: {} MB, MAX_SIZE: {} MB",
+                                                    true, CurrentSize() >> 20, MaxSize() >> 20));
         return nullptr;
     }
     current_size_ += next_expand_;
     const auto atoms = static_cast<uint32_t>(next_expand_ / atom_size_);
     auto [it, inserted] = chunks_.try_emplace(base, MemoryChunk{base, {}, atoms, atoms});
     if (!inserted) {
-        CLogger::DefaultLogger().Warning("MemoryPool::Expand, something went wrong!!");
+        messages.Add(LogLevel::Warning, "MemoryPool::Expand, something went wrong!!");
         return &it->second;
     }
     total_atoms_ += atoms;

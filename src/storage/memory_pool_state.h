@@ -2,6 +2,11 @@
 // The state behind CMemoryManager. One instance serves the process; tests build their
 // own with chosen settings and a system allocator that can refuse.
 
+#include "host/logger.h"
+
+#include <string>
+#include <utility>
+#include <vector>
 #include <atomic>
 #include <bitset>
 #include <cstdint>
@@ -61,7 +66,15 @@ private:
     static bool FindRun(const MemoryChunk& chunk, uint32_t n, uint32_t& found);
     std::shared_ptr<CMemoryBlock> Take(MemoryChunk& chunk, uint32_t pos, uint32_t n);
     std::shared_ptr<CMemoryBlock> Move(std::shared_ptr<CMemoryBlock> block, uint32_t n);
-    MemoryChunk* Expand();
+    // Messages of a call, logged once the pool's lock is released: a log observer may
+    // take locks of its own, which must never nest inside the pool's.
+    struct Messages {
+        std::vector<std::pair<LogLevel, std::string>> lines;
+        void Add(LogLevel level, std::string text) { lines.emplace_back(level, std::move(text)); }
+        void Flush() const;
+    };
+    std::shared_ptr<CMemoryBlock> MallocLocked(uint32_t atoms, Messages& messages);
+    MemoryChunk* Expand(Messages& messages);
 
     SystemMemory system_;
     uint64_t atom_size_ = 0;
