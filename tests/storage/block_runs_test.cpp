@@ -48,7 +48,13 @@ TEST(WriteRuns, ARunCutShortInTheMiddleIsFinishedBlockByBlock) {
     // The first block's write waits, so that the next seven queue up behind it.
     channel->CloseGate();
     ASSERT_EQ(storage.Write(data.data(), kUnits + 1), kUnits + 1);
-    while (!channel->Waiting()) std::this_thread::sleep_for(std::chrono::microseconds(100));
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!channel->Waiting() && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    if (!channel->Waiting()) {
+        channel->OpenGate();
+        FAIL() << "block 0 never reached the channel";
+    }
     ASSERT_EQ(storage.Write(data.data() + kUnits + 1, 7 * kUnits), 7 * kUnits);
     channel->OpenGate();
     storage.Sync();
