@@ -5,9 +5,13 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
 #include <utility>
+#include <vector>
 
 namespace Tessel {
 
@@ -133,6 +137,70 @@ int64_t CFile::Write(const void* buffer, uint64_t bytes) {
         done += static_cast<uint64_t>(n);
     }
     return static_cast<int64_t>(done);
+}
+
+namespace {
+
+// Runs a positioned vectored transfer to its end: a partial transfer (a signal, a pipe
+// of the system's own limits) goes on from where it stopped, with the pieces behind it.
+template <class Call>
+int64_t TransferAt(const iovec* pieces, int count, uint64_t offset, Call call) {
+    uint64_t wanted = 0;
+    for (int i = 0; i < count; ++i) wanted += pieces[i].iov_len;
+    // A copy only when the first call falls short, which it rarely does.
+    std::vector<iovec> rest;
+    const iovec* at = pieces;
+    int left = count;
+    uint64_t done = 0;
+    while (done < wanted && left > 0) {
+        const ssize_t n = call(at, std::min(left, IOV_MAX), static_cast<off_t>(offset + done));
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return done > 0 ? static_cast<int64_t>(done) : -1;
+        }
+        if (n == 0) break;
+        done += static_cast<uint64_t>(n);
+        if (done >= wanted) break;
+        if (rest.empty()) rest.assign(pieces, pieces + count);
+        // Skip what went through: whole pieces, then the front of a partial one.
+        uint64_t skip = static_cast<uint64_t>(n);
+        iovec* first = rest.data() + (count - left);
+        while (skip > 0 && skip >= first->iov_len) {
+            skip -= first->iov_len;
+            ++first;
+            --left;
+        }
+        if (skip > 0) {
+            first->iov_base = static_cast<char*>(first->iov_base) + skip;
+            first->iov_len -= skip;
+        }
+        at = first;
+    }
+    return static_cast<int64_t>(done);
+}
+
+}  // namespace
+
+int64_t CFile::ReadAt(const iovec* pieces, int count, uint64_t offset) {
+    if (fd_ < 0 || !(mode_ & ModeRead) || count < 0) return -1;
+    if (FileFaultInjected(FileOperation::Read, path_)) {
+        errno = EIO;
+        return -1;
+    }
+    const int fd = fd_;
+    return TransferAt(pieces, count, offset,
+                      [fd](const iovec* p, int n, off_t at) { return ::preadv(fd, p, n, at); });
+}
+
+int64_t CFile::WriteAt(const iovec* pieces, int count, uint64_t offset) {
+    if (fd_ < 0 || !(mode_ & ModeWrite) || count < 0) return -1;
+    if (FileFaultInjected(FileOperation::Write, path_)) {
+        errno = EIO;
+        return -1;
+    }
+    const int fd = fd_;
+    return TransferAt(pieces, count, offset,
+                      [fd](const iovec* p, int n, off_t at) { return ::pwritev(fd, p, n, at); });
 }
 
 bool CFile::Flush() {

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <string>
 
+struct iovec;
+
 namespace Tessel {
 
 class CFile {
@@ -53,6 +55,12 @@ public:
     int64_t Read(void* buffer, uint64_t bytes);
     // Writes bytes at the position; gives the count written, -1 on failure.
     int64_t Write(const void* buffer, uint64_t bytes);
+    // Positioned, vectored transfers: the pieces back to back from offset, in one call to
+    // the system where it takes them whole; the file position is not used or moved. Give
+    // the count moved (short at the end of the file, or when the system fails after some
+    // bytes), -1 on failure. Asks the fault hook as Read and Write do.
+    int64_t ReadAt(const iovec* pieces, int count, uint64_t offset);
+    int64_t WriteAt(const iovec* pieces, int count, uint64_t offset);
     // Makes written data durable; false when not open or the system refuses.
     bool Flush();
 

@@ -27,22 +27,55 @@ void BlockCache::Unlink(RecycleNode* node) {
 }
 
 void BlockCache::Enter(uint64_t key, const std::shared_ptr<CacheBlock>& block) {
+    auto hint = blocks_.lower_bound(key);
+    if (hint != blocks_.end() && hint->first == key) {
+        block->key = key;
+        hint->second = block;
+        storage_index_[static_cast<uint32_t>(key >> 32)].insert(static_cast<uint32_t>(key));
+        return;
+    }
+    Enter(key, block, hint);
+}
+
+void BlockCache::Enter(uint64_t key, const std::shared_ptr<CacheBlock>& block, BlockMap::const_iterator hint,
+                       BlockMap::node_type map_node, IndexSet::node_type index_node) {
     block->key = key;
-    blocks_[key] = block;
-    storage_index_[static_cast<uint32_t>(key >> 32)].insert(static_cast<uint32_t>(key));
+    if (map_node) {
+        map_node.key() = key;
+        map_node.mapped() = block;
+        blocks_.insert(hint, std::move(map_node));
+    } else {
+        blocks_.emplace_hint(hint, key, block);
+    }
+    IndexSet& index = storage_index_[static_cast<uint32_t>(key >> 32)];
+    // Blocks of a storage mostly enter in rising order: the end is the likely place.
+    if (index_node) {
+        index_node.value() = static_cast<uint32_t>(key);
+        index.insert(index.end(), std::move(index_node));
+    } else {
+        index.insert(index.end(), static_cast<uint32_t>(key));
+    }
 }
 
-void BlockCache::Forget(uint64_t key) {
-    blocks_.erase(key);
+std::pair<BlockCache::BlockMap::node_type, BlockCache::IndexSet::node_type> BlockCache::Extract(uint64_t key) {
+    std::pair<BlockMap::node_type, IndexSet::node_type> nodes;
+    nodes.first = blocks_.extract(key);
     auto it = storage_index_.find(static_cast<uint32_t>(key >> 32));
-    if (it == storage_index_.end()) return;
-    it->second.erase(static_cast<uint32_t>(key));
+    if (it == storage_index_.end()) return nodes;
+    nodes.second = it->second.extract(static_cast<uint32_t>(key));
     if (it->second.empty()) storage_index_.erase(it);
+    return nodes;
 }
 
-BlockHandle BlockCache::Acquire(uint64_t key, BlockHandle::Mode mode) {
+void BlockCache::Forget(uint64_t key) { Extract(key); }
+
+BlockHandle BlockCache::Acquire(uint64_t key, BlockHandle::Mode mode, bool* found) {
     std::lock_guard lock(mutex_);
-    if (auto it = blocks_.find(key); it != blocks_.end()) {
+    // One look-up: the block of key, or the place where a new one goes.
+    const auto it = blocks_.lower_bound(key);
+    const bool cached = it != blocks_.end() && it->first == key;
+    if (found) *found = cached;
+    if (cached) {
         if (it->second->recycle_node) Unlink(it->second->recycle_node);
         return BlockHandle(it->second, mode);
     }
@@ -54,12 +87,19 @@ BlockHandle BlockCache::Acquire(uint64_t key, BlockHandle::Mode mode) {
         std::shared_ptr<CacheBlock> block = oldest_->block;
         if (block->state.load() != kClean) CacheInvariantBroken("recycled block is not clean");
         Unlink(oldest_);
-        if (block->key != CacheBlock::kNoKey) Forget(block->key);
+        std::pair<BlockMap::node_type, IndexSet::node_type> nodes;
+        // The old key's nodes carry the new key: no allocation. If the old key's node is
+        // the hint itself, the one behind it takes its place.
+        auto hint = it;
+        if (const uint64_t old = block->key; old != CacheBlock::kNoKey) {
+            if (hint != blocks_.end() && hint->first == old) ++hint;
+            nodes = Extract(old);
+        }
         if (block->pins.load() != 0 || block->recycle_node != nullptr)
             CacheInvariantBroken("recycled block is still in use");
         block->length = 0;
         block->SetState(kEmpty);
-        Enter(key, block);
+        Enter(key, block, hint, std::move(nodes.first), std::move(nodes.second));
         return BlockHandle(block, mode);
     }
 
@@ -72,7 +112,7 @@ BlockHandle BlockCache::Acquire(uint64_t key, BlockHandle::Mode mode) {
     auto block = std::make_shared<CacheBlock>(std::move(memory), data,
                                               static_cast<uint32_t>(CMemoryManager::GetAtomSize()));
     block->SetState(kEmpty);
-    Enter(key, block);
+    Enter(key, block, it);
     return BlockHandle(block, mode);
 }
 

@@ -37,7 +37,8 @@ public:
     // A handle on the block of key: the cached block, taken off the recycle list, or a
     // new one (recycled or fresh, state empty, length 0). Without memory, the handle
     // holds a block without data that is in no map; it tests false.
-    BlockHandle Acquire(uint64_t key, BlockHandle::Mode mode);
+    // found, if given, tells whether the block was cached already.
+    BlockHandle Acquire(uint64_t key, BlockHandle::Mode mode, bool* found = nullptr);
     // A handle on the cached block of key, taken off the recycle list; an empty handle
     // (no block at all) when the key isn't cached.
     BlockHandle AcquireCached(uint64_t key, BlockHandle::Mode mode);
@@ -65,16 +66,25 @@ public:
 
 private:
     BlockCache();
+    using BlockMap = std::map<uint64_t, std::shared_ptr<CacheBlock>>;
+    using IndexSet = std::set<uint32_t>;
+
     void Unlink(RecycleNode* node);
+    // Puts block under key; hint is where key belongs in the block map. Reuses the map
+    // and index nodes given, if any, so that a recycled block costs no allocation.
+    void Enter(uint64_t key, const std::shared_ptr<CacheBlock>& block, BlockMap::const_iterator hint,
+               BlockMap::node_type map_node = {}, IndexSet::node_type index_node = {});
     void Enter(uint64_t key, const std::shared_ptr<CacheBlock>& block);
     void Forget(uint64_t key);
+    // Forget, handing out the nodes that held key.
+    std::pair<BlockMap::node_type, IndexSet::node_type> Extract(uint64_t key);
 
     std::recursive_mutex mutex_;
     RecycleNode* newest_ = nullptr;
     RecycleNode* oldest_ = nullptr;
     std::size_t recycle_length_ = 0;
-    std::map<uint64_t, std::shared_ptr<CacheBlock>> blocks_;
-    std::map<uint32_t, std::set<uint32_t>> storage_index_;
+    BlockMap blocks_;
+    std::map<uint32_t, IndexSet> storage_index_;
     std::atomic<uint64_t> sequence_{0};
     std::array<uint64_t, 11> thresholds_{};
 };

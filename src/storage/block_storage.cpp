@@ -10,6 +10,7 @@
 #include "storage/memory_pool.h"
 #include "storage/raw_data_views.h"
 #include "storage/storage_sync_manager.h"
+#include "storage/vectored_channel.h"
 
 #include <algorithm>
 #include <cstring>
@@ -31,13 +32,18 @@ uint64_t AtomSize() { return CMemoryManager::GetAtomSize(); }
 // Atoms of one pool expansion: the longest contiguous reload is half of it.
 uint64_t ExpansionAtoms() { return CMemoryManager::GetPoolExpandSize() / AtomSize(); }
 
+// The longest run of blocks that one vectored read loads, and how far a sequential
+// reader reads ahead.
+constexpr uint64_t kMaxRunBlocks = 64;
+constexpr uint64_t kReadAheadBlocks = 8;
+
 }  // namespace
 
 void CStorage::SetPendingLimit(unsigned int limit) { g_pending_limit = limit == 0 ? 1 : limit; }
 unsigned int CStorage::PendingLimit() { return g_pending_limit; }
 
 CStorage::CStorage(std::shared_ptr<IDeviceChannel> channel, uint32_t unit_size)
-    : id_(g_next_storage_id++), unit_size_(unit_size), control_(std::make_shared<SyncControlBlock>(nullptr)) {
+    : id_(g_next_storage_id++), unit_size_(unit_size), control_(std::make_shared<SyncControlBlock>(nullptr, id_ % __internal::StorageSyncManager::kServices)) {
     __internal::StorageSyncManager::Instance().Register(this);
     if (channel) Bind(std::move(channel));
 }
@@ -84,9 +90,13 @@ uint64_t CStorage::Write(const void* data, uint64_t count) {
     const uint64_t units_per_block = BlockUnits();
     // A unit larger than an atom (or of no size) fits in no block.
     if (data == nullptr || count == 0 || units_per_block == 0) return 0;
-    if (throttle_) {
-        const std::shared_ptr<SyncControlBlock> control = Control();
-        while (control->pending >= g_pending_limit) SystemSleep(TimeSpan::FromMicroseconds(10));
+    // A storage without channel has nothing to write to: its full blocks turn clean at
+    // once, nothing is queued, and there is nothing for a throttle to wait on.
+    std::shared_ptr<SyncControlBlock> control;
+    if (channel_) {
+        control = Control();
+        if (throttle_)
+            while (control->pending >= g_pending_limit) SystemSleep(TimeSpan::FromMicroseconds(10));
     }
     BlockCache& cache = BlockCache::Instance();
     const auto* source = static_cast<const unsigned char*>(data);
@@ -94,44 +104,66 @@ uint64_t CStorage::Write(const void* data, uint64_t count) {
     uint64_t offset = size_ % units_per_block;
     uint64_t done = 0;
     while (done < count) {
-        // One look-up: the cached block of this position (the partial tail), or none.
-        BlockHandle tail = cache.AcquireCached(Key(block), BlockHandle::kWrite);
-        if (!tail.Block()) {
-            if (tail_block_) {
-                // The filled block goes to the sync service, unless its cache entry was
-                // dropped meanwhile (the extra pin went with it).
-                BlockHandle previous = cache.AcquireCached(tail_key_, BlockHandle::kRead);
-                if (previous.Block() == tail_block_ && block != 0 && tail_key_ == Key(block - 1)) {
-                    previous->RemovePin();
-                    Dispatch(std::move(previous), UsableBlockBytes() * (block - 1));
-                } else if (previous.Block() == tail_block_) {
-                    // The size was cut under the writer (a channel read failed): the old
-                    // tail is not the block before this one, and it isn't written.
-                    previous->RemovePin();
+        CacheBlock* target = nullptr;
+        if (tail_block_ && tail_key_ == Key(block) && tail_block_->key.load() == tail_key_) {
+            // The block being filled, pinned by the writer: no look-up, no lock.
+            target = tail_block_.get();
+        } else {
+            BlockHandle queued;
+            BlockHandle cached;
+            {
+                std::lock_guard lock(cache.Mutex());
+                bool found = false;
+                BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kWrite, &found);
+                if (found) {
+                    cached = std::move(handle);  // a cached partial tail that isn't ours
+                } else {
+                    // A new block: the one filled before is done. It goes even when
+                    // there is no memory for the new one, so that it can be recycled.
+                    queued = FinishTail(block, control != nullptr);
+                    if (handle) {
+                        // The handle's pin becomes the writer's extra pin.
+                        tail_block_ = handle.Detach();
+                        tail_key_ = Key(block);
+                        target = tail_block_.get();
+                    } else {
+                        handle.SetMode(BlockHandle::kRead);
+                    }
                 }
-                tail_block_.reset();
             }
-            const uint64_t n = std::min(count - done, units_per_block);
-            BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kWrite);
-            if (!handle) {
+            if (queued.Block()) control->Enqueue(std::move(queued), UsableBlockBytes() * (block - 1));
+            if (cached.Block()) {
+                const uint64_t have = cached->length / unit_size_;
+                const uint64_t n = std::min(count - done, units_per_block - std::min(have, units_per_block));
+                std::memcpy(cached->data + unit_size_ * offset, source + unit_size_ * done, unit_size_ * n);
+                cached->length = static_cast<uint32_t>((n + have) * unit_size_);
+                done += n;
+                ++block;
+                offset = 0;
+                continue;  // the handle's release marks it dirty
+            }
+            if (target == nullptr) {
                 CLogger::DefaultLogger().Debug("Can not alloc cache, retry after 1ms");
                 SystemSleep(TimeSpan::FromMilliseconds(1));
                 continue;
             }
-            tail_block_ = handle.Block();
-            tail_key_ = Key(block);
-            handle->AddPin();
-            std::memcpy(handle->data, source + unit_size_ * done, unit_size_ * n);
-            handle->length = static_cast<uint32_t>(unit_size_ * n);
+            // A new block is filled from its start.
+            const uint64_t n = std::min(count - done, units_per_block);
+            std::memcpy(target->data, source + unit_size_ * done, unit_size_ * n);
+            target->length = static_cast<uint32_t>(unit_size_ * n);
+            target->SetState(__internal::kDirty);
             done += n;
-        } else {
-            // A cached block always stands on memory.
-            const uint64_t have = tail->length / unit_size_;
-            const uint64_t n = std::min(count - done, units_per_block - std::min(have, units_per_block));
-            std::memcpy(tail->data + unit_size_ * offset, source + unit_size_ * done, unit_size_ * n);
-            tail->length = static_cast<uint32_t>((n + have) * unit_size_);
-            done += n;
+            ++block;
+            offset = 0;
+            continue;
         }
+        const uint64_t have = target->length / unit_size_;
+        const uint64_t n = std::min(count - done, units_per_block - std::min(have, units_per_block));
+        std::memcpy(target->data + unit_size_ * offset, source + unit_size_ * done, unit_size_ * n);
+        target->length = static_cast<uint32_t>((n + have) * unit_size_);
+        // As a write handle's release: empty, syncing or clean become dirty.
+        target->SetState(__internal::kDirty);
+        done += n;
         ++block;
         offset = 0;
     }
@@ -140,28 +172,25 @@ uint64_t CStorage::Write(const void* data, uint64_t count) {
     return done;
 }
 
-void CStorage::Dispatch(BlockHandle handle, uint64_t offset) {
-    const std::shared_ptr<SyncControlBlock> control = Control();
-    handle->SetState(__internal::kSyncQueued);
-    ++control->pending;
-    auto sync = std::make_shared<BlockHandle>(handle.Block(), BlockHandle::kSync);
-    std::weak_ptr<SyncControlBlock> weak = control;
-    auto task = [weak, sync, offset]() mutable {
-        (*sync)->SetState(__internal::kSyncing);
-        if (std::shared_ptr<SyncControlBlock> live = weak.lock()) {
-            std::lock_guard lock(live->mutex);
-            // The result is not looked at: an incomplete write, an error or an
-            // exception all leave the block counted as clean, and the writer waiting
-            // on pending must always see it go down.
-            try {
-                if (live->channel) live->channel->Write((*sync)->data, (*sync)->length, offset);
-            } catch (const std::exception&) {
-            }
-            --live->pending;
-        }
-        sync->Release();
-    };
-    if (!ThreadPool::Instance().AddTask(task, __internal::StorageSyncManager::ServiceName(id_ % 5))) task();
+BlockHandle CStorage::FinishTail(uint64_t block, bool to_channel) {
+    if (!tail_block_) return {};
+    std::shared_ptr<CacheBlock> previous = std::move(tail_block_);
+    // A tail whose cache entry was dropped meanwhile is left alone: its pin went with it.
+    if (previous->key.load() != tail_key_) return {};
+    BlockCache& cache = BlockCache::Instance();
+    if (block == 0 || tail_key_ != Key(block - 1)) {
+        // The size was cut under the writer (a channel read failed): the old tail is not
+        // the block before this one, and it isn't written.
+        cache.Unpin(previous);
+        return {};
+    }
+    previous->SetState(__internal::kSyncQueued);
+    if (to_channel) return BlockHandle::Adopt(std::move(previous), BlockHandle::kSync);  // the pin goes with it
+    // Written to nowhere: done at once, as the sync task would leave it.
+    previous->SetState(__internal::kSyncing);
+    previous->SetState(__internal::kClean);
+    cache.Unpin(previous);
+    return {};
 }
 
 // ---------------------------------------------------------------------------------------
@@ -207,6 +236,59 @@ bool CStorage::ReadIntoBlock(BlockHandle& handle, uint64_t block) {
     return true;
 }
 
+uint64_t CStorage::LoadRun(uint64_t first, uint64_t last) {
+    auto* vectored = dynamic_cast<IVectoredChannel*>(channel_.get());
+    if (vectored == nullptr || last <= first) return 0;
+    BlockCache& cache = BlockCache::Instance();
+    const uint64_t usable = UsableBlockBytes();
+    const uint64_t units_per_block = BlockUnits();
+    const uint64_t channel_size = channel_->Size();
+    // The run ends at a cached block (one being written, say), at the end of the data and
+    // at the end of the channel.
+    uint64_t end = first;
+    while (end <= last && end - first < kMaxRunBlocks && units_per_block * end < size_ && usable * end < channel_size &&
+           !cache.Contains(Key(end)))
+        ++end;
+    if (end - first < 2) return 0;
+    std::vector<BlockHandle> run;
+    std::vector<iovec> pieces;
+    run.reserve(end - first);
+    pieces.reserve(end - first);
+    for (uint64_t b = first; b < end; ++b) {
+        BlockHandle handle = cache.Acquire(Key(b), BlockHandle::kWrite);
+        if (!handle) {
+            handle.SetMode(BlockHandle::kRead);
+            break;  // the pool is out of blocks for now: the run is what there is
+        }
+        pieces.push_back({handle->data, usable});
+        run.push_back(std::move(handle));
+    }
+    int64_t got = -1;
+    if (run.size() >= 2) {
+        try {
+            got = vectored->ReadV(pieces.data(), pieces.size(), usable * first);
+        } catch (const std::exception&) {
+            // Nothing is loaded; the block-by-block way meets the error again and acts on it.
+        }
+    }
+    uint64_t left = got > 0 ? static_cast<uint64_t>(got) : 0;
+    uint64_t loaded = 0;
+    for (BlockHandle& handle : run) {
+        handle.SetMode(BlockHandle::kRead);
+        if (left == 0) {
+            // Not read: as if never asked for.
+            cache.Remove(handle->key.load());
+            continue;
+        }
+        const uint64_t n = std::min(left, usable);
+        handle->length = static_cast<uint32_t>(n);
+        handle->SetState(__internal::kClean);
+        left -= n;
+        ++loaded;
+    }
+    return loaded;
+}
+
 uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
     if (unit_size_ == 0 || buffer == nullptr) return 0;
     if (!cached_) {
@@ -222,13 +304,19 @@ uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
     uint64_t block = abs / units_per_block;
     uint64_t offset = abs % units_per_block;
     uint64_t done = 0;
+    // A reader that goes on where it stopped gets the next blocks too, while the pool has
+    // room: from 90 % fullness on every new block recycles an old one.
+    const bool read_ahead = next_read_.load(std::memory_order_relaxed) == abs && CMemoryManager::GetMaxUsage() < 0.9f;
     while (done < count) {
         std::unique_lock lock(cache.Mutex());
         const uint64_t size = size_;
         if (done + abs >= size) break;
         BlockHandle handle = cache.AcquireCached(Key(block), BlockHandle::kRead);
         if (!handle.Block()) {
-            const LoadResult loaded = LoadBlock(block, false);
+            // The blocks that this read misses from here on come in one vectored read.
+            uint64_t last = (std::min(abs + count, size) - 1) / units_per_block;
+            if (read_ahead) last = std::min(last + kReadAheadBlocks, (size - 1) / units_per_block);
+            const LoadResult loaded = LoadRun(block, last) > 0 ? LoadResult::kLoaded : LoadBlock(block, false);
             if (loaded == LoadResult::kNoMemory) {
                 // The pool is full of pinned blocks for now: wait for one to come free.
                 lock.unlock();
@@ -252,6 +340,7 @@ uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
         ++block;
         offset = 0;
     }
+    next_read_.store(abs + done, std::memory_order_relaxed);
     return done;
 }
 
@@ -337,8 +426,35 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
         }
         if (memory) {
             const uint64_t atoms = last - first + 1;
+            const uint64_t usable = UsableBlockBytes();
             uint64_t block = first;
-            for (uint64_t j = 0; j < atoms && block <= last; ++j) {
+            uint64_t j = 0;
+            // The blocks that the channel holds lie back to back in it as in the new
+            // memory: one read brings them all. What it doesn't bring goes block by block.
+            uint64_t held = 0;
+            const uint64_t channel_size = channel_->Size();
+            while (first + held <= last && size_ >= units_per_block * (first + held) &&
+                   channel_size > usable * (first + held))
+                ++held;
+            int64_t got = -1;
+            if (held >= 2) {
+                try {
+                    got = channel_->Read(memory->Ptr(), usable * held, usable * first);
+                } catch (const std::exception&) {
+                    // The block-by-block way meets the error again and acts on it.
+                }
+            }
+            for (uint64_t left = got > 0 ? static_cast<uint64_t>(got) : 0; left > 0 && j < held; ++j, ++block) {
+                auto* data = static_cast<unsigned char*>(memory->SubUnit(static_cast<int>(j)));
+                auto fresh = std::make_shared<CacheBlock>(memory, data, static_cast<uint32_t>(AtomSize()));
+                cache.Insert(Key(block), fresh);
+                // The block keeps this pin: it stays cached until its storage drops it.
+                fresh->AddPin();
+                const uint64_t n = std::min(left, usable);
+                fresh->length = static_cast<uint32_t>(n);
+                left -= n;
+            }
+            for (; j < atoms && block <= last; ++j) {
                 auto* data = static_cast<unsigned char*>(memory->SubUnit(static_cast<int>(j)));
                 auto fresh = std::make_shared<CacheBlock>(memory, data, static_cast<uint32_t>(AtomSize()));
                 cache.Insert(Key(block), fresh);
@@ -469,7 +585,7 @@ int CStorage::Clear() {
     }
     {
         std::lock_guard lock(control_mutex_);
-        control_ = std::make_shared<SyncControlBlock>(channel_);
+        control_ = std::make_shared<SyncControlBlock>(channel_, id_ % __internal::StorageSyncManager::kServices);
     }
     BlockCache& cache = BlockCache::Instance();
     if (tail_block_) {

@@ -9,24 +9,13 @@
 
 #include "storage/cache_block.h"
 #include "storage/storage_base.h"
+#include "storage/sync_queue.h"
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 
-namespace __internal {
-
-// What the sync tasks of a storage share: its channel and the count of their writes
-// not finished. Clear makes a new one, so that tasks of the past write nowhere.
-struct SyncControlBlock {
-    explicit SyncControlBlock(std::shared_ptr<IDeviceChannel> device) : channel(std::move(device)) {}
-    std::shared_ptr<IDeviceChannel> channel;
-    std::atomic<uint32_t> pending{0};
-    std::mutex mutex;
-};
-
-}  // namespace __internal
 
 class CStorage final : public StorageBase {
 public:
@@ -77,7 +66,13 @@ private:
     // With the cache mutex held.
     LoadResult LoadBlock(uint64_t block, bool extra_pin);
     bool ReadIntoBlock(__internal::BlockHandle& handle, uint64_t block);
-    void Dispatch(__internal::BlockHandle handle, uint64_t offset);
+    // Loads the blocks from first on, up to last, that are neither cached nor beyond the
+    // data or the channel, with one vectored read; gives the count loaded, 0 when fewer
+    // than two such blocks follow first (LoadBlock is the way for one).
+    uint64_t LoadRun(uint64_t first, uint64_t last);
+    // The writer moves on to block: its remembered tail is done. Gives the handle to
+    // queue for the sync service (empty when there is nothing to queue). Cache mutex held.
+    __internal::BlockHandle FinishTail(uint64_t block, bool to_channel);
     void WaitPending() const;
     RawData RequestCached(uint64_t abs, uint64_t count);
 
@@ -95,6 +90,8 @@ private:
     // another block under the key since.
     std::shared_ptr<__internal::CacheBlock> tail_block_;
     uint64_t tail_key_ = 0;
+    // Where the last Read ended: a Read that starts there is sequential and reads ahead.
+    std::atomic<uint64_t> next_read_{~uint64_t{0}};
     WriteCallback write_callback_;
     mutable std::mutex control_mutex_;
     std::shared_ptr<__internal::SyncControlBlock> control_;

@@ -38,6 +38,13 @@ BlockHandle::BlockHandle(std::shared_ptr<CacheBlock> block, Mode mode) : block_(
     if (block_) block_->AddPin();
 }
 
+BlockHandle BlockHandle::Adopt(std::shared_ptr<CacheBlock> block, Mode mode) {
+    BlockHandle handle;
+    handle.block_ = std::move(block);
+    handle.mode_ = mode;
+    return handle;
+}
+
 BlockHandle::BlockHandle(BlockHandle&& other) noexcept : block_(std::move(other.block_)), mode_(other.mode_) {}
 
 BlockHandle& BlockHandle::operator=(BlockHandle&& other) noexcept {

@@ -46,7 +46,9 @@ public:
     std::atomic<int32_t> state{kClean};
     unsigned char* const data;
     const uint32_t capacity;
-    uint64_t key = kNoKey;                // guarded by the cache mutex
+    // Changed under the cache mutex; read without it by the writer, which tests whether
+    // its tail block still stands under its key.
+    std::atomic<uint64_t> key{kNoKey};
     RecycleNode* recycle_node = nullptr;  // guarded by the cache mutex; &node_storage while listed
     RecycleNode node_storage;
     std::atomic<int32_t> pins{0};
@@ -66,6 +68,8 @@ public:
     BlockHandle() = default;
     // Pins block.
     BlockHandle(std::shared_ptr<CacheBlock> block, Mode mode);
+    // A handle that takes over a pin the block carries already.
+    static BlockHandle Adopt(std::shared_ptr<CacheBlock> block, Mode mode);
     ~BlockHandle() { Release(); }
     BlockHandle(BlockHandle&& other) noexcept;
     BlockHandle& operator=(BlockHandle&& other) noexcept;
@@ -73,6 +77,8 @@ public:
     BlockHandle& operator=(const BlockHandle&) = delete;
 
     void SetMode(Mode mode) { mode_ = mode; }
+    // Lets go of the block without a state change, leaving its pin to the caller.
+    std::shared_ptr<CacheBlock> Detach() { return std::move(block_); }
     CacheBlock* operator->() const { return block_.get(); }
     const std::shared_ptr<CacheBlock>& Block() const { return block_; }
     // True when the block has memory.

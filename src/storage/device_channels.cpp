@@ -79,6 +79,19 @@ int64_t ManagedFileCache::Write(const void* buffer, uint64_t bytes, uint64_t off
     return d_->proxy->Write(offset, buffer, bytes);
 }
 
+int64_t ManagedFileCache::ReadV(const iovec* pieces, std::size_t count, uint64_t offset) {
+    std::lock_guard lock(d_->mutex);
+    if (d_->creator || !d_->proxy) return 0;
+    return d_->proxy->ReadV(offset, pieces, count);
+}
+
+int64_t ManagedFileCache::WriteV(const iovec* pieces, std::size_t count, uint64_t offset) {
+    std::lock_guard lock(d_->mutex);
+    d_->RunCreator();
+    if (!d_->proxy) return 0;
+    return d_->proxy->WriteV(offset, pieces, count);
+}
+
 bool ManagedFileCache::Writable() { return !d_->read_only; }
 
 std::string ManagedFileCache::Description() {

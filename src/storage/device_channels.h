@@ -11,6 +11,7 @@
 // std::out_of_range from Read and Write for an offset its block map can't address.
 
 #include "host/storage_interfaces.h"
+#include "storage/vectored_channel.h"
 
 #include <cstdint>
 #include <memory>
@@ -18,7 +19,7 @@
 
 struct MFData;
 
-class ManagedFileCache final : public IFileCache {
+class ManagedFileCache final : public IFileCache, public IVectoredChannel {
 public:
     explicit ManagedFileCache(std::unique_ptr<MFData> data);
     ~ManagedFileCache() override;
@@ -31,6 +32,9 @@ public:
     uint64_t Size() override;
     // Creates the file first if that is still pending.
     int64_t Write(const void* buffer, uint64_t bytes, uint64_t offset) override;
+    // As Read and Write, with one preadv / pwritev per stretch of the file.
+    int64_t ReadV(const iovec* pieces, std::size_t count, uint64_t offset) override;
+    int64_t WriteV(const iovec* pieces, std::size_t count, uint64_t offset) override;
     // False for a loaded file (Write itself doesn't check).
     bool Writable() override;
     std::string Description() override;

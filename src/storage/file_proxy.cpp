@@ -4,10 +4,12 @@
 #include "host/md5.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <stdexcept>
+#include <vector>
 
 namespace {
 
@@ -62,7 +64,69 @@ struct OpenFile {
     }
 };
 
+uint64_t TotalBytes(const iovec* pieces, std::size_t count) {
+    uint64_t total = 0;
+    for (std::size_t i = 0; i < count; ++i) total += pieces[i].iov_len;
+    return total;
+}
+
+int PieceCount(std::size_t count) { return static_cast<int>(std::min<std::size_t>(count, INT_MAX)); }
+
+// Walks a list of pieces and hands out their next bytes as pieces of their own, so that
+// a transfer can be cut where the file's blocks end.
+class PieceCursor {
+public:
+    PieceCursor(const iovec* pieces, std::size_t count) : pieces_(pieces), count_(count) {}
+
+    void Take(uint64_t bytes, std::vector<iovec>& out) {
+        while (bytes > 0 && index_ < count_) {
+            const iovec& piece = pieces_[index_];
+            const uint64_t n = std::min<uint64_t>(piece.iov_len - within_, bytes);
+            if (n > 0) out.push_back({static_cast<char*>(piece.iov_base) + within_, n});
+            bytes -= n;
+            within_ += n;
+            if (within_ == piece.iov_len) {
+                ++index_;
+                within_ = 0;
+            }
+        }
+    }
+
+private:
+    const iovec* pieces_;
+    std::size_t count_;
+    std::size_t index_ = 0;
+    uint64_t within_ = 0;
+};
+
 }  // namespace
+
+// ---------------------------------------------------------------------------------------
+// Vectored transfers, by default one call per piece
+
+int64_t FileProxyBase::ReadV(uint64_t offset, const iovec* pieces, std::size_t count) {
+    uint64_t done = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const int64_t got = Read(offset + done, pieces[i].iov_base, pieces[i].iov_len);
+        if (got < 0) return done > 0 ? static_cast<int64_t>(done) : got;
+        done += static_cast<uint64_t>(got);
+        if (static_cast<uint64_t>(got) < pieces[i].iov_len) break;
+    }
+    return static_cast<int64_t>(done);
+}
+
+int64_t FileProxyBase::WriteV(uint64_t offset, const iovec* pieces, std::size_t count) {
+    uint64_t done = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        // Appending pieces follow each other at the end.
+        const uint64_t at = offset >= 0xFFFFFFFFFFFFFFFEull ? offset : offset + done;
+        const int64_t put = Write(at, pieces[i].iov_base, pieces[i].iov_len);
+        if (put < 0) return done > 0 ? static_cast<int64_t>(done) : put;
+        done += static_cast<uint64_t>(put);
+        if (static_cast<uint64_t>(put) < pieces[i].iov_len) break;
+    }
+    return static_cast<int64_t>(done);
+}
 
 // ---------------------------------------------------------------------------------------
 // Header
@@ -137,6 +201,21 @@ int64_t ProxyV0::Write(uint64_t offset, const void* buffer, uint64_t bytes) {
                                                : f.file->Seek(static_cast<int64_t>(offset), Tessel::CFile::SeekBegin);
     if (at < 0) return -1;
     return f.file->Write(buffer, bytes);
+}
+
+int64_t ProxyV0::ReadV(uint64_t offset, const iovec* pieces, std::size_t count) {
+    OpenFile f{file_};
+    if (!f) return -2;
+    if (offset >= f.Length()) return 0;
+    return f.file->ReadAt(pieces, PieceCount(count), offset);
+}
+
+int64_t ProxyV0::WriteV(uint64_t offset, const iovec* pieces, std::size_t count) {
+    if (offset == ~uint64_t{0}) return FileProxyBase::WriteV(offset, pieces, count);
+    OpenFile f{file_};
+    if (!f) return -2;
+    if (offset > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) return -1;  // as a failed seek
+    return f.file->WriteAt(pieces, PieceCount(count), offset);
 }
 
 uint64_t ProxyV0::Size() { return OpenFile{file_}.Length(); }
@@ -307,6 +386,100 @@ int64_t ProxyV1::Write(uint64_t offset, const void* buffer, uint64_t bytes) {
             throw;
         }
     }
+    return static_cast<int64_t>(done);
+}
+
+int64_t ProxyV1::ReadV(uint64_t offset, const iovec* pieces, std::size_t count) {
+    if (!usable_) return 0;
+    OpenFile f{file_};
+    if (!f) return 0;
+    const uint64_t size = Size();
+    uint64_t bytes = TotalBytes(pieces, count);
+    if (offset > size) bytes = 0;
+    else if (bytes > size - offset) bytes = size - offset;
+    std::optional<Place> place = Locate(offset);  // in any case: reaching a block allocates it
+    PieceCursor cursor(pieces, count);
+    std::vector<iovec> stretch;
+    uint64_t stretchAt = 0, stretchBytes = 0, done = 0, planned = 0;
+    // Reads the stretch gathered so far; false when it came back short.
+    auto transfer = [&]() {
+        if (stretchBytes == 0) return true;
+        const int64_t got = f.file->ReadAt(stretch.data(), static_cast<int>(stretch.size()), stretchAt);
+        done += got > 0 ? static_cast<uint64_t>(got) : 0;
+        const bool whole = got == static_cast<int64_t>(stretchBytes);
+        stretch.clear();
+        stretchBytes = 0;
+        return whole;
+    };
+    while (place && planned < bytes) {
+        if (stretchBytes > 0 && place->fileOffset != stretchAt + stretchBytes && !transfer())
+            return static_cast<int64_t>(done);
+        if (stretchBytes == 0) stretchAt = place->fileOffset;
+        const uint64_t n = std::min(place->left, bytes - planned);
+        cursor.Take(n, stretch);
+        stretchBytes += n;
+        planned += n;
+        if (planned == bytes) break;
+        place = Locate(offset + planned);
+    }
+    transfer();
+    return static_cast<int64_t>(done);
+}
+
+int64_t ProxyV1::WriteV(uint64_t offset, const iovec* pieces, std::size_t count) {
+    if (!usable_) return 0;
+    if (offset >= 0xFFFFFFFFFFFFFFFEull) offset = Size();
+    OpenFile f{file_};
+    if (!f) return 0;
+    const uint64_t bytes = std::min(TotalBytes(pieces, count), std::numeric_limits<uint64_t>::max() - offset);
+    const uint64_t blockSize = BlockSize();
+    struct Span {
+        uint64_t block, left, bytes;
+    };
+    PieceCursor cursor(pieces, count);
+    std::vector<iovec> stretch;
+    std::vector<Span> spans;
+    uint64_t stretchAt = 0, stretchBytes = 0, done = 0, planned = 0;
+    // Writes the stretch gathered so far; false when it fell short. The tail fields end
+    // as the piecewise writes would leave them: at the place of the last byte written.
+    auto transfer = [&]() {
+        if (stretchBytes == 0) return true;
+        const int64_t put = f.file->WriteAt(stretch.data(), static_cast<int>(stretch.size()), stretchAt);
+        uint64_t left = put > 0 ? static_cast<uint64_t>(put) : 0;
+        done += left;
+        for (const Span& span : spans) {
+            if (left == 0) break;
+            const uint64_t n = std::min(left, span.bytes);
+            SetField(kTailBlockAt, static_cast<uint32_t>(span.block));
+            SetField(kTailFillAt, static_cast<uint32_t>(blockSize - span.left + n));
+            left -= n;
+        }
+        const bool whole = put == static_cast<int64_t>(stretchBytes);
+        stretch.clear();
+        spans.clear();
+        stretchBytes = 0;
+        return whole;
+    };
+    std::optional<Place> place = Locate(offset);
+    while (place && planned < bytes) {
+        if (stretchBytes > 0 && place->fileOffset != stretchAt + stretchBytes && !transfer())
+            return static_cast<int64_t>(done);
+        if (stretchBytes == 0) stretchAt = place->fileOffset;
+        const uint64_t n = std::min(place->left, bytes - planned);
+        cursor.Take(n, stretch);
+        spans.push_back({place->block, place->left, n});
+        stretchBytes += n;
+        planned += n;
+        // The next position is located after the last piece too, as Write does.
+        try {
+            place = Locate(offset + planned);
+        } catch (const std::out_of_range&) {
+            if (planned == bytes) break;
+            transfer();
+            throw;
+        }
+    }
+    transfer();
     return static_cast<int64_t>(done);
 }
 

@@ -28,6 +28,8 @@
 
 #include "host/project_file_manager.h"
 
+#include <sys/uio.h>
+
 #include <array>
 #include <cstdint>
 #include <map>
@@ -47,6 +49,10 @@ public:
     virtual int64_t Read(uint64_t offset, void* buffer, uint64_t bytes) = 0;
     // Bytes written, negative on failure.
     virtual int64_t Write(uint64_t offset, const void* buffer, uint64_t bytes) = 0;
+    // The same for pieces that lie back to back from offset, with the result of one Read
+    // or Write of their bytes. By default one Read or Write per piece, up to a short one.
+    virtual int64_t ReadV(uint64_t offset, const iovec* pieces, std::size_t count);
+    virtual int64_t WriteV(uint64_t offset, const iovec* pieces, std::size_t count);
     virtual uint64_t Size() = 0;
     // Drops bytes from the head.
     virtual bool Trim(uint64_t bytes) = 0;
@@ -94,6 +100,9 @@ public:
     int64_t Read(uint64_t offset, void* buffer, uint64_t bytes) override;
     // -2 without file, -1 on a failed seek; offset all ones appends.
     int64_t Write(uint64_t offset, const void* buffer, uint64_t bytes) override;
+    // One preadv / pwritev.
+    int64_t ReadV(uint64_t offset, const iovec* pieces, std::size_t count) override;
+    int64_t WriteV(uint64_t offset, const iovec* pieces, std::size_t count) override;
     uint64_t Size() override;
     bool Trim(uint64_t) override { return false; }
     int Version() const override { return 0; }
@@ -116,6 +125,10 @@ public:
     int64_t Read(uint64_t offset, void* buffer, uint64_t bytes) override;
     // An offset from 0xFFFFFFFFFFFFFFFE up appends at Size().
     int64_t Write(uint64_t offset, const void* buffer, uint64_t bytes) override;
+    // One preadv / pwritev per stretch of physical blocks that lie back to back. Blocks
+    // are allocated, and the tail fields set, as Read and Write of the same bytes would.
+    int64_t ReadV(uint64_t offset, const iovec* pieces, std::size_t count) override;
+    int64_t WriteV(uint64_t offset, const iovec* pieces, std::size_t count) override;
     uint64_t Size() override;
     bool Trim(uint64_t bytes) override;
     int Version() const override { return 1; }

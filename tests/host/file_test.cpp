@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <vector>
@@ -111,4 +113,32 @@ TEST_F(CFileTest, WriteFlushAndReadBackElsewhere) {
     ASSERT_EQ(reader.Read(back.data(), back.size()), static_cast<int64_t>(data.size()));
     back.pop_back();
     EXPECT_EQ(back, data);
+}
+
+// Positioned vectored transfers: more pieces than one system call takes, the file
+// position left alone, a short read at the end, and modes that don't allow the transfer.
+TEST_F(CFileTest, VectoredTransfersAtAnOffset) {
+    CFile file(PathOf("v.bin"), kReadWriteCreate);
+    ASSERT_TRUE(file.IsOpen());
+    ASSERT_EQ(file.Write("head", 4), 4);
+    std::vector<unsigned char> data(3000 * 3);
+    for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<unsigned char>(i * 7 + i / 255);
+    std::vector<iovec> pieces;
+    for (std::size_t at = 0; at < data.size(); at += 3) pieces.push_back({data.data() + at, 3});  // 3000 pieces
+    ASSERT_EQ(file.WriteAt(pieces.data(), static_cast<int>(pieces.size()), 10), static_cast<int64_t>(data.size()));
+    EXPECT_EQ(file.GetPosition(), 4);
+    EXPECT_EQ(file.GetLength(), static_cast<int64_t>(10 + data.size()));
+
+    std::vector<unsigned char> back(data.size() + 100, 0);
+    std::vector<iovec> into;
+    for (std::size_t at = 0; at < back.size(); at += 5) into.push_back({back.data() + at, 5});
+    ASSERT_EQ(file.ReadAt(into.data(), static_cast<int>(into.size()), 10), static_cast<int64_t>(data.size()));
+    EXPECT_TRUE(std::equal(data.begin(), data.end(), back.begin()));
+    EXPECT_EQ(file.ReadAt(into.data(), static_cast<int>(into.size()), 10 + data.size()), 0);
+    EXPECT_EQ(ReadAll(file).substr(0, 4), "head");
+
+    CFile reader(PathOf("v.bin"), CFile::ModeRead);
+    EXPECT_EQ(reader.WriteAt(pieces.data(), 1, 0), -1);
+    CFile closed;
+    EXPECT_EQ(closed.ReadAt(into.data(), 1, 0), -1);
 }
