@@ -52,6 +52,7 @@
 #include "storage/storage_sync_manager.h"
 #include "storage/stream_channel.h"
 #include "storage/time_index.h"
+#include "storage/vectored_channel.h"
 
 // Dataset core: records, axes, tools, dataset base.
 #include "dataset/axis.h"
@@ -78,12 +79,23 @@
 #include "wave/device_wave_dataset.h"
 #include "wave/struct_reader.h"
 #include "wave/wave_data_filler.h"
+#include "wave/wave_derived_readers.h"
 #include "wave/wave_partial_export.h"
 #include "wave/wave_producer.h"
 
 // Wave readers and data pieces.
 #include "reader/basic_wave_reader.h"
 #include "reader/column_fill.h"
+#include "reader/data_reader.h"
+#include "reader/edge_data_reader.h"
+#include "reader/edge_finder.h"
+#include "reader/edge_information.h"
+#include "reader/index_summary.h"
+#include "reader/infor_iterator_reader.h"
+#include "reader/level_information.h"
+#include "reader/level_statistics.h"
+#include "reader/logic_data_reader.h"
+#include "reader/valid_area_reader.h"
 #include "reader/data_piece.h"
 #include "reader/multi_source_reader.h"
 #include "reader/piece_reader.h"
