@@ -6,6 +6,7 @@
 #include "host/base_ctr.h"
 #include "host/logger.h"
 #include "host/serialization.h"
+#include "host/string_utils.h"
 #include "storage/block_storage.h"
 #include "storage/device_channels.h"
 #include "storage/memory_pool.h"
@@ -118,4 +119,16 @@ bool DataSetBase::ItemSwap(DataSetBase* a, DataSetBase* b) {
 std::shared_ptr<StorageBase> DataSetBase::GetStorage(const std::string& id) const {
     auto it = storages_.find(id);
     return it == storages_.end() ? nullptr : it->second;
+}
+
+bool DataSetBase::LockCommand(const std::string& command) {
+    if (StringCompare(command, "lock", true) == 0) {
+        Lock();
+        return true;
+    }
+    if (StringCompare(command, "unlock", true) == 0) {
+        UnLock();
+        return true;
+    }
+    return false;
 }

@@ -46,6 +46,8 @@ public:
     // One atomic step each; neither blocks nor tests the count.
     void Lock() { ++lock_count_; }
     void UnLock() { --lock_count_; }
+    // The commands "lock" and "unlock" (any case) as Lock and UnLock; false for any other.
+    bool LockCommand(const std::string& command);
     uint32_t LockCount() const { return lock_count_.load(); }
     // Waits (spinning) until no reader holds the lock, then empties every storage. The
     // channels, unit sizes and groups stay.

@@ -156,14 +156,7 @@ void BasicTrendDataSet<T>::UpdateArea(uint64_t time, uint64_t c) {
 
 template <class T>
 bool BasicTrendDataSet<T>::OnCMD(const std::string& command, IBaseCtr* argument) {
-    if (StringCompare(command, "lock", true) == 0) {
-        Lock();
-        return true;
-    }
-    if (StringCompare(command, "unlock", true) == 0) {
-        UnLock();
-        return true;
-    }
+    if (LockCommand(command)) return true;
     if (DataSetSerializationHelper* helper = Serialization()) return helper->OnCMD(command, argument);
     return false;
 }

@@ -37,14 +37,7 @@ unsigned long long TrendDataSet<T>::Push(const TrendData<T>* data, unsigned long
 
 template <class T>
 bool TrendDataSet<T>::OnCMD(const std::string& command, IBaseCtr* argument) {
-    if (StringCompare(command, "lock", true) == 0) {
-        Lock();
-        return true;
-    }
-    if (StringCompare(command, "unlock", true) == 0) {
-        UnLock();
-        return true;
-    }
+    if (LockCommand(command)) return true;
     if (DataSetSerializationHelper* helper = Serialization()) return helper->OnCMD(command, argument);
     return false;
 }

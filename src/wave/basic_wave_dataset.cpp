@@ -214,15 +214,8 @@ bool BasicWaveDataSet<T>::SetLinkItem(IBaseCtr* item, const std::string& name) {
 
 template <class T>
 bool BasicWaveDataSet<T>::OnCMD(const std::string& command, IBaseCtr* argument) {
+    if (LockCommand(command)) return true;
     auto is = [&](const char* name) { return StringCompare(command, name, true) == 0; };
-    if (is("lock")) {
-        Lock();
-        return true;
-    }
-    if (is("unlock")) {
-        UnLock();
-        return true;
-    }
     if (is("clear") || is("WaveClear")) {
         EventPublishHelper::FireObjectEvent(item_, "PostClear");
         Clear();
