@@ -301,19 +301,4 @@ TEST(WaveReader, BoundariesSnapOnlyNearAColumnStart) {
     EXPECT_EQ(end, 5);
 }
 
-TEST(WaveReader, DatasetAnswersReadersAndStorageReaders) {
-    TwoRuns wave;
-    Ctr<IBasicWaveReader> reader = QueryInterface<IBasicWaveReader>(wave.item.get());
-    ASSERT_TRUE(reader);
-    double value = 0;
-    EXPECT_TRUE(reader->At(1.0015, value));  // times are truncated to whole nanoseconds
-    EXPECT_EQ(value, 1.0);
-    EXPECT_TRUE(QueryInterface<CBasicWaveReader<float>>(wave.item.get()));
-    EXPECT_FALSE(QueryInterface<CBasicWaveReader<double>>(wave.item.get()));
-    Ctr<IReader> areas = QueryInterface<IReader>(wave.item.get(), "Area");
-    ASSERT_TRUE(areas);
-    EXPECT_EQ(areas->Count(), 2u);
-    EXPECT_FALSE(QueryInterface<IReader>(wave.item.get(), "Trend"));
-}
-
 }  // namespace
