@@ -5,6 +5,7 @@
 #include "host/item_binding.h"
 #include "host/local_source.h"
 #include "reader/basic_wave_reader.h"
+#include "reader/open_reader.h"
 #include "support/test_wave.h"
 #include "wave/wave_producer.h"
 
@@ -15,16 +16,7 @@
 
 namespace {
 
-// Opens the protected helpers of the reader to the tests.
-template <class T>
-class OpenReader : public CBasicWaveReader<T> {
-public:
-    using CBasicWaveReader<T>::CBasicWaveReader;
-    using CBasicWaveReader<T>::ComposeValidArea;
-    using CBasicWaveReader<T>::CalcBoundary;
-    using CBasicWaveReader<T>::GetArea;
-    using CBasicWaveReader<T>::GetIndexId;
-};
+using namespace reader_tests;
 
 // A wave dataset item with a size axis, and readers that open the protected helpers.
 template <class T>
