@@ -165,22 +165,6 @@ TEST(MathDataSetItem, MissingSourcesAreReportedAndChangeNothing) {
     EXPECT_EQ(updates, 1);
 }
 
-TEST(MathDataSetItem, InterfaceQueries) {
-    Math<double, 2> m;
-    auto first = QueryInterface<IBasicWaveReader>(m.item.get());
-    auto second = QueryInterface<IBasicWaveReader>(m.item.get());
-    ASSERT_TRUE(first && second);
-    EXPECT_NE(first.get(), second.get());
-    Ctr<IMathDataSet> math = QueryMathDataSet(m.item.get());
-    ASSERT_TRUE(math);
-    EXPECT_EQ(math.get(), static_cast<IMathDataSet*>(m.math));
-    EXPECT_TRUE((QueryInterface<BasicWaveDataSet<double>>(m.item.get())));
-    EXPECT_TRUE(QueryInterface<IInforIteratorReader>(m.item.get(), "ValidReader"));
-    Source<double> wave;
-    EXPECT_FALSE(QueryMathDataSet(wave.item.get()));
-    EXPECT_FALSE(QueryMathDataSet(nullptr));
-}
-
 TEST(MathDataSetItem, SetCalcRangeSkipsOnlyARangeStrictlyInsideTheLastOne) {
     Source<double> left, right;
     left.Constant(0.0, 10.0, 5.0);

@@ -170,22 +170,6 @@ public:
     }
 };
 
-TEST(EdgeReader, OnATieTheNextEdgeWins) {
-    ScriptedSteps steps;
-    ASSERT_EQ(0.75 - 0.5, 0.5 - 0.25);
-    ASSERT_TRUE(steps.GetAppointTimeData(0.5));
-    EXPECT_EQ(steps.CurTime(), 0.75);
-    EXPECT_EQ(steps.CurType(), 2u);
-    EXPECT_EQ(steps.prev_searched_from, 0.75);  // from the next edge, not from the time
-    ASSERT_TRUE(steps.GetAppointTimeData(0.49));
-    EXPECT_EQ(steps.CurTime(), 0.25);
-    EXPECT_EQ(steps.CurType(), 1u);
-    // Only the previous edge: from the time itself.
-    ASSERT_TRUE(steps.GetAppointTimeData(0.9));
-    EXPECT_EQ(steps.prev_searched_from, 0.9);
-    EXPECT_EQ(steps.CurTime(), 0.25);
-}
-
 TEST(EdgeReader, IntegerLevelsAreTruncatedAndWrapInTheElementType) {
     DerivedWave<uint8_t> wave("TEST_WAVE_U8");
     std::vector<uint8_t> values(100, 0);

@@ -6,6 +6,7 @@
 #include "dataset/axis.h"
 #include "dataset/element_types.h"
 #include "reader/basic_wave_reader.h"
+#include "reader/open_reader.h"
 #include "reader/index_summary.h"
 #include "support/test_wave.h"
 #include "wave/wave_producer.h"
@@ -20,17 +21,9 @@
 
 namespace {
 
-using Position = unsigned long long;
-using Hit = std::pair<Position, Position>;
-constexpr double kPeriod = 1e-3;
+using namespace reader_tests;
 
-template <class T>
-class OpenReader : public CBasicWaveReader<T> {
-public:
-    using CBasicWaveReader<T>::CBasicWaveReader;
-    using CBasicWaveReader<T>::FindNextIndex;
-    using CBasicWaveReader<T>::FindPreIndex;
-};
+constexpr double kPeriod = 1e-3;
 
 bool SameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 

@@ -199,14 +199,6 @@ TEST_F(LongMerge, StepsBelow250AwayAndBisectsFrom250) {
     EXPECT_FALSE(merge->Seek(expected.size(), nullptr, nullptr));
 }
 
-TEST_F(LongMerge, RandomSeeksLandOnTheMergedRecord) {
-    std::mt19937_64 random(11);
-    for (int i = 0; i < 300; ++i) {
-        const uint64_t index = random() % expected.size();
-        ASSERT_EQ(SeekTo(*merge, index), expected[index]) << "seek " << i << " to " << index;
-    }
-}
-
 TEST_F(LongMerge, IndexAtTimeIsTheLastRecordAtOrBeforeTheTimeIndexesCount) {
     testing_support::LogCapture log;
     const uint64_t at_zero = merge->IndexAtTime(0.0);
@@ -270,32 +262,6 @@ TEST(MultiSourceReader, OneSourceIsSeekedWithoutReadingARecord) {
     EXPECT_EQ(SeekTo(*merge, 3), std::make_pair(0u, uint64_t{3}));
     EXPECT_EQ(a.records.reads, 0);
     EXPECT_EQ(a.records.index_calls, 0);
-}
-
-TEST(MultiSourceReader, AnItemIsAddedOnceAndNeedsItsThreeInterfaces) {
-    Source a;
-    a.records.Add(100, 1);
-    auto* merge = static_cast<CMultiSourceReader*>(CreateMultiSourceReader());
-    std::unique_ptr<IMultiSourceReader> owned(merge);
-    EXPECT_FALSE(merge->Seek(0, nullptr, nullptr));  // no source
-    EXPECT_TRUE(merge->AddSource(a.reader.get()));
-    EXPECT_FALSE(merge->AddSource(a.reader.get()));
-    EXPECT_EQ(merge->SourceCount(), 1u);
-    EXPECT_FALSE(merge->Seek(0, nullptr, nullptr));  // not positioned yet
-    merge->ResetPositions();
-    EXPECT_EQ(merge->Positions(), std::vector<uint64_t>{CMultiSourceReader::kNone});
-    EXPECT_TRUE(merge->Seek(0, nullptr, nullptr));
-
-    // An item without the reader interfaces is taken as known but adds no source.
-    std::unique_ptr<IBaseCtr> plain = CreateEventCtr();
-    EXPECT_TRUE(merge->AddSource(plain.get()));
-    EXPECT_FALSE(merge->AddSource(plain.get()));
-    EXPECT_EQ(merge->SourceCount(), 1u);
-
-    merge->Clear();
-    EXPECT_EQ(merge->SourceCount(), 0u);
-    EXPECT_EQ(merge->CurrentIndex(), CMultiSourceReader::kNone);
-    EXPECT_TRUE(merge->AddSource(a.reader.get()));  // forgotten by Clear
 }
 
 }  // namespace

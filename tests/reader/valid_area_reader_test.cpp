@@ -100,18 +100,4 @@ TEST(ValidAreaReader, WithoutStoredAreasTheSyntheticAreaServesTheBeginButNotTheC
     EXPECT_EQ(empty.Areas()->GetCount(), 0u);
 }
 
-TEST(ValidAreaReader, ACopySharesTheStoragesButNotTheCursor) {
-    DerivedWave<double> wave;
-    ThreeRuns(wave);
-    auto reader = wave.Areas();
-    ASSERT_TRUE(reader->GetEndData());
-    CValidAreaDataReader copy(*reader);
-    EXPECT_EQ(copy.GetCurIndex(), 2u);
-    EXPECT_TRUE(copy.GetPrevData());
-    EXPECT_EQ(copy.GetCurIndex(), 1u);
-    EXPECT_EQ(reader->GetCurIndex(), 2u);
-    EXPECT_TRUE(CValidAreaDataReader::LessOrEqual(1.0, 1.0 + 1e-13));
-    EXPECT_FALSE(CValidAreaDataReader::BigOrEqual(1.0, 1.0 + 1e-11));
-}
-
 }  // namespace

@@ -5,6 +5,7 @@
 #include "host/item_binding.h"
 #include "host/local_source.h"
 #include "reader/basic_wave_reader.h"
+#include "reader/open_reader.h"
 #include "support/test_wave.h"
 #include "wave/wave_producer.h"
 
@@ -17,17 +18,9 @@
 
 namespace {
 
-using Position = unsigned long long;
-using Hit = std::pair<Position, Position>;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using namespace reader_tests;
 
-template <class T>
-class OpenReader : public CBasicWaveReader<T> {
-public:
-    using CBasicWaveReader<T>::CBasicWaveReader;
-    using CBasicWaveReader<T>::FindNextIndex;
-    using CBasicWaveReader<T>::FindPreIndex;
-};
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 // A wave dataset item of 1 ms samples, 10 samples per index entry. Runs go through the
 // producer (exact index columns, one area each); Push appends records as they are.

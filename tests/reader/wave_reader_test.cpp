@@ -5,6 +5,7 @@
 #include "host/item_binding.h"
 #include "host/local_source.h"
 #include "reader/basic_wave_reader.h"
+#include "reader/open_reader.h"
 #include "support/test_wave.h"
 #include "wave/wave_producer.h"
 
@@ -15,16 +16,7 @@
 
 namespace {
 
-// Opens the protected helpers of the reader to the tests.
-template <class T>
-class OpenReader : public CBasicWaveReader<T> {
-public:
-    using CBasicWaveReader<T>::CBasicWaveReader;
-    using CBasicWaveReader<T>::ComposeValidArea;
-    using CBasicWaveReader<T>::CalcBoundary;
-    using CBasicWaveReader<T>::GetArea;
-    using CBasicWaveReader<T>::GetIndexId;
-};
+using namespace reader_tests;
 
 // A wave dataset item with a size axis, and readers that open the protected helpers.
 template <class T>
@@ -299,21 +291,6 @@ TEST(WaveReader, BoundariesSnapOnlyNearAColumnStart) {
     reader->CalcBoundary(begin, end);
     EXPECT_EQ(begin, -1'000'000'000);  // the sign is kept
     EXPECT_EQ(end, 5);
-}
-
-TEST(WaveReader, DatasetAnswersReadersAndStorageReaders) {
-    TwoRuns wave;
-    Ctr<IBasicWaveReader> reader = QueryInterface<IBasicWaveReader>(wave.item.get());
-    ASSERT_TRUE(reader);
-    double value = 0;
-    EXPECT_TRUE(reader->At(1.0015, value));  // times are truncated to whole nanoseconds
-    EXPECT_EQ(value, 1.0);
-    EXPECT_TRUE(QueryInterface<CBasicWaveReader<float>>(wave.item.get()));
-    EXPECT_FALSE(QueryInterface<CBasicWaveReader<double>>(wave.item.get()));
-    Ctr<IReader> areas = QueryInterface<IReader>(wave.item.get(), "Area");
-    ASSERT_TRUE(areas);
-    EXPECT_EQ(areas->Count(), 2u);
-    EXPECT_FALSE(QueryInterface<IReader>(wave.item.get(), "Trend"));
 }
 
 }  // namespace

@@ -77,18 +77,4 @@ TEST(WaveCommands, ChannelDatasetByCommandAndByLink) {
     EXPECT_EQ(channel.calls, 3);
 }
 
-TEST(WaveCommands, ReaderQueriesByStorageName) {
-    TestWave<float> wave("WAVEDATASET[FLOAT]", 0.5, 2);
-    const float samples[3] = {1, 2, 3};
-    wave.dataset->Push(samples, 3);
-    Ctr<IReader> reader = QueryInterface<IReader>(wave.item.get(), "Wave");
-    ASSERT_TRUE(reader);
-    EXPECT_EQ(reader->Count(), 3u);
-    EXPECT_FALSE(QueryInterface<IReader>(wave.item.get(), "Trend"));
-    auto a = QueryInterface<IBasicWaveReader>(wave.item.get());
-    auto b = QueryInterface<IBasicWaveReader>(wave.item.get());
-    ASSERT_TRUE(a && b);
-    EXPECT_NE(a.get(), b.get());  // a reader per query
-}
-
 }  // namespace

@@ -106,21 +106,6 @@ TEST(DerivedReaderItems, EdgeAndLogicItemsTakeTheirParametersThroughTheIterator)
     EXPECT_EQ(run->GetChildItem("m_bValue")->GetValue().ToInt64(), 1);
 }
 
-TEST(DerivedReaderItems, AnIteratorQueriedByItsInterfaceIsANewItemOwnedByTheAnswer) {
-    DerivedWave<double> wave;
-    wave.Runs({{1.0, std::vector<double>(100, 1.0)}});
-    auto first = Query<IInforIteratorReader>(wave.item.get(), "ValidReader");
-    auto second = Query<IInforIteratorReader>(wave.item.get(), "ValidReader");
-    ASSERT_TRUE(first && second);
-    EXPECT_NE(first.get(), second.get());
-    EXPECT_NE(first.get(), Query<CInforIteratorReader>(wave.item->GetChildItem("ValidReader")).get());
-    ASSERT_TRUE(first->GotoBegin());
-    ValidDataArea area{};
-    std::memcpy(&area, QueryInterface<CStruct>(first->GetIteratorVar())->Data(), sizeof(area));
-    EXPECT_EQ(area.wave_end_pos, 99u);
-    EXPECT_FALSE(Query<IInforIteratorReader>(wave.item.get(), "NoSuchReader"));
-}
-
 TEST(DerivedReaderItems, AnIteratorWithoutAReaderWalksNothing) {
     // A configuration that names no known reader leaves the iterator empty.
     DerivedWave<double> wave;  // registers the wave types, and with them the iterator
