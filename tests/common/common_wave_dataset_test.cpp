@@ -57,17 +57,6 @@ TEST(WaveTypeOps, TenCodesWithTheirWidthsAndOrder) {
     EXPECT_EQ(out, 127);
 }
 
-TEST(CommonWaveDataSet, SetDataTypeSelectsARowOrNone) {
-    CommonWaveDataSet dataset;
-    EXPECT_EQ(dataset.GetDataType(), -1);
-    EXPECT_TRUE(dataset.SetDataType("DOUBLE", true));
-    EXPECT_EQ(dataset.GetDataType(), 9);
-    EXPECT_EQ(dataset.TypeOperations()->size, 8u);
-    EXPECT_FALSE(dataset.SetDataType("STRING", true));
-    EXPECT_EQ(dataset.GetDataType(), -1);
-    EXPECT_EQ(dataset.TypeOperations(), nullptr);
-}
-
 TEST(CommonWaveDataSet, SamplePeriodIsASmallIntegerTimesAPowerOfTen) {
     CommonWaveDataSet dataset;
     auto period = [&](double rate) {
