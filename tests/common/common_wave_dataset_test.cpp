@@ -57,17 +57,6 @@ TEST(WaveTypeOps, TenCodesWithTheirWidthsAndOrder) {
     EXPECT_EQ(out, 127);
 }
 
-TEST(CommonWaveDataSet, SetDataTypeSelectsARowOrNone) {
-    CommonWaveDataSet dataset;
-    EXPECT_EQ(dataset.GetDataType(), -1);
-    EXPECT_TRUE(dataset.SetDataType("DOUBLE", true));
-    EXPECT_EQ(dataset.GetDataType(), 9);
-    EXPECT_EQ(dataset.TypeOperations()->size, 8u);
-    EXPECT_FALSE(dataset.SetDataType("STRING", true));
-    EXPECT_EQ(dataset.GetDataType(), -1);
-    EXPECT_EQ(dataset.TypeOperations(), nullptr);
-}
-
 TEST(CommonWaveDataSet, SamplePeriodIsASmallIntegerTimesAPowerOfTen) {
     CommonWaveDataSet dataset;
     auto period = [&](double rate) {
@@ -79,10 +68,7 @@ TEST(CommonWaveDataSet, SamplePeriodIsASmallIntegerTimesAPowerOfTen) {
     EXPECT_EQ(period(-5), VellumLevelTime(-3, 1));
     EXPECT_EQ(period(1e9), VellumLevelTime(-9, 1));
     EXPECT_EQ(period(2.5e6), VellumLevelTime(-7, 4));
-    const VellumLevelTime third = period(3);
-    EXPECT_GE(third.Count(), 3333);
-    EXPECT_NEAR(third.Seconds(), 1.0 / 3, 1.0 / 3 * 0.001);
-    EXPECT_EQ(third, VellumLevelTime(-4, 3333));
+    EXPECT_EQ(period(3), VellumLevelTime(-4, 3333));  // a rate of 3: within 0.1% of a third
     EXPECT_EQ(period(std::numeric_limits<double>::infinity()), VellumLevelTime());
 
     dataset.SetSampleRate(1000);

@@ -35,14 +35,13 @@ struct IndexedWave {
 using Entries = std::vector<std::pair<float, float>>;
 
 TEST(CommonWaveIndexer, StepFromThePeriodIsAWholePowerOfTenOfTime) {
-    EXPECT_EQ(CommonWaveMaxMinIndexer::DeriveStep(VellumLevelTime(-9, 1)), 100u);  // 1 ns
-    EXPECT_EQ(CommonWaveMaxMinIndexer::DeriveStep(VellumLevelTime(-3, 1)), 100u);
-    EXPECT_EQ(CommonWaveMaxMinIndexer::DeriveStep(VellumLevelTime(-3, 2)), 50u);   // 100 ms
-    EXPECT_EQ(CommonWaveMaxMinIndexer::DeriveStep(VellumLevelTime(-3, 4)), 250u);  // 1 s
-    // Mantissas that can't reach 1 keep the step they have, rather than loop or reach 0.
-    EXPECT_EQ(CommonWaveMaxMinIndexer::DeriveStep(VellumLevelTime(-4, 3333)), 50u);
-    EXPECT_EQ(CommonWaveMaxMinIndexer::DeriveStep(VellumLevelTime(-9, 6)), 150u);
-    EXPECT_EQ(CommonWaveMaxMinIndexer::DeriveStep(VellumLevelTime()), 50u);
+    // 1 ns, 1 ms, 100 ms (2 x 50 us), 1 s (4 x 250 ms); mantissas that can't reach 1 keep
+    // the step they have, rather than loop or reach 0.
+    const std::pair<VellumLevelTime, unsigned> cases[] = {
+        {VellumLevelTime(-9, 1), 100},   {VellumLevelTime(-3, 1), 100}, {VellumLevelTime(-3, 2), 50},
+        {VellumLevelTime(-3, 4), 250},   {VellumLevelTime(-4, 3333), 50}, {VellumLevelTime(-9, 6), 150},
+        {VellumLevelTime(), 50}};
+    for (const auto& [period, step] : cases) EXPECT_EQ(CommonWaveMaxMinIndexer::DeriveStep(period), step);
 
     CommonWaveDataSet dataset;
     dataset.SetSampleRate(1e9);
@@ -59,34 +58,28 @@ TEST(CommonWaveIndexer, StepFromThePeriodIsAWholePowerOfTenOfTime) {
     EXPECT_EQ(fixed.IndexStorage()->UnitSize(), 2u);
 }
 
-TEST(CommonWaveIndexer, OnePushFillsWholeSteps) {
-    IndexedWave wave(3);
-    wave.Push(0, {5, 1, 9, 2, 8, 3, 7});
-    EXPECT_EQ(wave.Entries(), (Entries{{1, 9}, {2, 8}}));  // the seventh sample waits in the open pair
-}
+struct PushCase {
+    unsigned step;
+    std::vector<std::pair<int64_t, std::vector<float>>> pushes;  // first sample, values
+    Entries expected;
+};
 
-TEST(CommonWaveIndexer, FirstPushStartsFromItsFirstElementWhateverItsTime) {
-    IndexedWave wave(4);
-    wave.Push(2, {6, 7});  // starts mid-step; the pair closes at the step boundary
-    EXPECT_EQ(wave.Entries(), (Entries{{6, 7}}));
-}
-
-TEST(CommonWaveIndexer, BeyondTheFirstStepEveryPushClosesTheOpenPair) {
-    IndexedWave wave(4);
-    wave.Push(0, {1, 2, 3, 4, 5, 6});  // entry {1,4}; the open pair restarts from 1, then takes 5 and 6
-    EXPECT_EQ(wave.Entries(), (Entries{{1, 4}}));
-    wave.Push(6, {9});  // 6 - 0 > 4: the open pair {1,6} is closed first
-    EXPECT_EQ(wave.Entries(), (Entries{{1, 4}, {1, 6}}));
-    wave.Push(7, {0});  // again, though the step is not full; 8 then closes {0,0}
-    EXPECT_EQ(wave.Entries(), (Entries{{1, 4}, {1, 6}, {9, 9}, {0, 0}}));
-}
-
-TEST(CommonWaveIndexer, APairOpenedMidPushStartsFromThePushsFirstElement) {
-    IndexedWave wave(2);
-    wave.Push(0, {50, 1, 2, 3, 4});
-    // At samples 2 and 4 the pair restarts from 50, the block's first element, which
-    // lies outside those steps.
-    EXPECT_EQ(wave.Entries(), (Entries{{1, 50}, {2, 50}}));
+TEST(CommonWaveIndexer, PushesOpenAndClosePairsTheSettledWay) {
+    const PushCase cases[] = {
+        // One push fills whole steps; the seventh sample waits in the open pair.
+        {3, {{0, {5, 1, 9, 2, 8, 3, 7}}}, {{1, 9}, {2, 8}}},
+        // The first push starts mid-step; the pair closes at the step boundary.
+        {4, {{2, {6, 7}}}, {{6, 7}}},
+        // Beyond the first step every push closes the open pair, full or not.
+        {4, {{0, {1, 2, 3, 4, 5, 6}}, {6, {9}}, {7, {0}}}, {{1, 4}, {1, 6}, {9, 9}, {0, 0}}},
+        // A pair opened mid-push restarts from the push's first element.
+        {2, {{0, {50, 1, 2, 3, 4}}}, {{1, 50}, {2, 50}}},
+    };
+    for (const auto& c : cases) {
+        IndexedWave wave(c.step);
+        for (const auto& [first, values] : c.pushes) wave.Push(first, values);
+        EXPECT_EQ(wave.Entries(), c.expected) << "step " << c.step;
+    }
 }
 
 TEST(CommonWaveIndexer, AStepOfOneGivesEqualMinimumAndMaximum) {

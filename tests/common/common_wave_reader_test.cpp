@@ -125,21 +125,6 @@ TEST_F(CommonReaderTest, MinMaxFromSamplesBelowTheStepAndFromTheIndexAtIt) {
     EXPECT_EQ(reader->ReadMinMax(Ms(50), Ms(50), indexed.get()), 0u);
 }
 
-TEST_F(CommonReaderTest, TheOptionalReadOperationsAreNotOfferedEvenWhereDataIs) {
-    IAnalogBaseRead& read = *reader;
-    EXPECT_EQ(read.TimeArray(8), nullptr);
-    auto array = read.DataArray(8);
-    VellumTime found = Ms(7), begin = Ms(7), end = Ms(7);
-    EXPECT_FALSE(read.ReadTimes(Ms(0), array.get()));
-    EXPECT_FALSE(read.ReadBefore(Ms(50), array.get()));
-    EXPECT_FALSE(read.FindValue(Ms(0), Ms(99), 42.0, found));
-    EXPECT_FALSE(read.FindEdge(Ms(0), Ms(99), 42.0, true, found));
-    EXPECT_FALSE(read.NextRange(Ms(50), begin, end));
-    EXPECT_EQ(array->Count(), 0u);
-    EXPECT_EQ(found, Ms(7));
-    EXPECT_EQ(begin, Ms(7));
-}
-
 TEST(CommonReader, WithoutADataAxisValuesAreNotConverted) {
     CommonWaveDataSet dataset;
     dataset.SetDataType("FLOAT", true);

@@ -183,26 +183,4 @@ TEST(ConfigurableFamily, CommonWaveDatasetReadSavedAndLoaded) {
     check(loaded, "loaded");
 }
 
-TEST(ConfigurableFamily, CommonWaveDatasetOnAnExternalFileAndABuffer) {
-    const std::string path = WriteFloats("common-ext.bin", {3, 1, 4, 1, 5, 9});
-    auto items = MakeItems(R"(<items><item name="commonAreas" type="TEST_BUFFER" areas="100:102:0:2;200:202:3:5"/>
-        <item name="commonExt" type="WaveDataset" dtype="FLOAT"><item name="dataAxis" type="AXIS"/>
-          <storage><Wave type="ExtFile;)" + path + R"("/><Area type="Mem;commonAreas"/></storage></item></items>)");
-    ASSERT_EQ(items.size(), 2u);
-    CommonWaveDataSet* dataset = QueryInterface<CommonWaveDataSet>(items[1].get()).get();
-    dataset->SetSampleRate(1000);
-    CommonWaveReader reader(nullptr, dataset);
-    auto data = reader.Data();
-    double value = 0;
-    ASSERT_TRUE(reader.At(VellumLevelTime(-3, 1) * 201, data.get()));
-    ASSERT_TRUE(data->GetDouble(&value));
-    EXPECT_EQ(value, 5.0);  // the second area starts at position 3
-    ASSERT_TRUE(reader.At(VellumLevelTime(-3, 1) * 102, data.get()));
-    ASSERT_TRUE(data->GetDouble(&value));
-    EXPECT_EQ(value, 4.0);
-    EXPECT_FALSE(reader.At(VellumLevelTime(-3, 1) * 150, data.get()));
-    // The valid range ends at the last area written, and nothing was: it is empty.
-    EXPECT_EQ(reader.Count(VellumTime::FromNanoseconds(0), VellumLevelTime(-3, 1) * 1000), 0u);
-}
-
 }  // namespace

@@ -170,7 +170,7 @@ TEST_F(AxisItemTest, ResetTurnsDivisionsIntoSamplesAndGuardsItsResult) {
     EXPECT_DOUBLE_EQ(axis->GetRatio(), 0.75);
 }
 
-TEST_F(AxisItemTest, CommandsLogAndSetStateAndEventsAreRegistered) {
+TEST_F(AxisItemTest, CommandsLogAndSetState) {
     CDatasetAxis* axis = MakeAxis("ratio=1e-3");
     ASSERT_NE(axis, nullptr);
     const double offset_before = Offset(axis), ratio_before = axis->GetRatio();
@@ -190,10 +190,6 @@ TEST_F(AxisItemTest, CommandsLogAndSetStateAndEventsAreRegistered) {
     for (const char* other : {"lock", "DATAPRE"}) EXPECT_FALSE(item_->OnCMD(other, nullptr)) << other;
     EXPECT_EQ(axis->GetAxisState(), 0u);
     EXPECT_TRUE(axis->HasData());
-    axis->SetTrigPos(2.5);  // the type's fields address the axis
-    axis->SetAsync(true);
-    EXPECT_EQ(item_->GetChildItem("trig_pos")->GetValue().ToDouble(), 2.5);
-    EXPECT_TRUE(item_->GetChildItem("aync")->GetValue().ToBool());
     int updates = 0;
     item_->SubscribeEvent("Update", MakeEventHandler([&](IBaseCtr* from) { updates += from == item_.get(); }));
     EXPECT_TRUE(item_->OnCMD("Update", nullptr));
@@ -204,63 +200,6 @@ TEST_F(AxisItemTest, CommandsLogAndSetStateAndEventsAreRegistered) {
     axis->GetRatioOffset(&offset, &ratio);
     EXPECT_DOUBLE_EQ(offset, -2.0);
     EXPECT_DOUBLE_EQ(ratio, 4e-3);
-
-    const std::vector<std::string> names = item_->Events().RegisteredNames();
-    for (const char* event : {"BackReadScaleOffset", "GroupUpdate", "ScrollUpdate", "AutoScroll", "ScrollChanged"}) {
-        EXPECT_NE(std::find(names.begin(), names.end(), event), names.end()) << event;
-        EXPECT_EQ(item_->Events().Signature(event), "");
-    }
-}
-
-TEST_F(AxisItemTest, SettersWriteTheBoundItems) {
-    IBaseCtr* div = AddValue("div", "DOUBLE = 1.0");
-    IBaseCtr* centre = AddValue("centre", "DOUBLE = 0.0");
-    IBaseCtr* max_scale = AddValue("maxs", "DOUBLE = 100.0");
-    CDatasetAxis* axis = MakeAxis("ratio=div,offset=centre,count=8,maxscaling=maxs");
-    ASSERT_NE(axis, nullptr);
-    double begin = 2.0, end = 6.0;
-    axis->SetRange(&begin, &end);
-    EXPECT_EQ(div->GetValue().ToDouble(), 0.5);
-    EXPECT_EQ(centre->GetValue().ToDouble(), 4.0);
-    double min = 1.0, max = 300.0;
-    axis->SetScaleRange(&min, &max);
-    EXPECT_EQ(max_scale->GetValue().ToDouble(), 300.0);
-
-    axis = MakeAxis("count=4,scale=1", "local");
-    int ratio_changes = 0, offset_changes = 0;
-    axis->RatioVar()->SubscribeEvent("ValueChanged", MakeEventHandler([&](IBaseCtr*) { ++ratio_changes; }));
-    axis->OffsetVar()->SubscribeEvent("ValueChanged", MakeEventHandler([&](IBaseCtr*) { ++offset_changes; }));
-    EXPECT_TRUE(axis->SetOffsetScale(10.0, 2.0));
-    EXPECT_EQ(axis->RatioVar()->GetValue().ToDouble(), 0.5);
-    EXPECT_EQ(axis->OffsetVar()->GetValue().ToDouble(), 10.0);
-    EXPECT_TRUE(axis->SetOffsetScale(10.0 + 1e-13, 2.0));  // within 1e-12: nothing
-    EXPECT_EQ(ratio_changes, 1);
-    EXPECT_EQ(offset_changes, 1);
-    axis = MakeAxis("count=0", "nodiv");  // no division width: nothing written
-    EXPECT_FALSE(axis->SetOffsetScale(1.0, 2.0));
-    EXPECT_EQ(axis->OffsetVar()->GetValue().ToDouble(), 0.0);
-}
-
-TEST(BareAxis, WorksWithoutItem) {
-    CDatasetAxis axis;
-    EXPECT_EQ(axis.RatioVar(), nullptr);
-    axis.SetRatioOffset(1.0, 2e-3);
-    double offset = 0, width = 0;  // nothing bound: the window comes from the mapping
-    axis.GetOffsetScale(&offset, &width);
-    EXPECT_DOUBLE_EQ(offset, 1.0);
-    EXPECT_DOUBLE_EQ(width, 2e-3);
-    axis.ApplyInit("ratio=2e-3,offset=-1,count=2", nullptr);
-    axis.GetRatioOffset(&offset, nullptr);
-    EXPECT_NEAR(offset, -1.0 - 2 * 2e-3 * 0.5, 1e-12);
-
-    auto* display = Vellum::MagicCast<IOstraAxisInterface>(
-        axis.GetExtendCtr(VellumTypeOf<IOstraAxisInterface>(), false, ""));
-    ASSERT_NE(display, nullptr);
-    EXPECT_EQ(display->GetRatio(), axis.GetRatio());  // one GetRatio answers both interfaces
-    auto* mapping = Vellum::MagicCast<ITranslate>(axis.GetExtendCtr(VellumTypeOf<ITranslate>(), false, ""));
-    Vellum::Var value;
-    ASSERT_TRUE(mapping != nullptr && mapping->Translate(value, Vellum::Var(1.0)));
-    EXPECT_DOUBLE_EQ(value.ToDouble(), axis.GetRatio() + offset);
 }
 
 }  // namespace

@@ -113,22 +113,6 @@ TEST(DataSetBase, ConfigurationTextTurnsThrottlingOffOnlyWithTheExactWord) {
     EXPECT_FALSE(storage->ThrottleEnabled());
 }
 
-TEST(DataSetBase, ItemSwapExchangesChannelsAndAnswersFalse) {
-    TestDataSet a, b;
-    auto ca = ChannelWith(10), cb = ChannelWith(20);
-    a.BindCustomStorage("Wave", ca, 4);
-    b.BindCustomStorage("Wave", cb, 4);
-    EXPECT_FALSE(DataSetBase::ItemSwap(&a, &b));
-    EXPECT_EQ(dynamic_cast<CStorage*>(a.GetStorage("Wave").get())->Channel(), cb);
-    EXPECT_EQ(dynamic_cast<CStorage*>(b.GetStorage("Wave").get())->Channel(), ca);
-
-    TestDataSet other;
-    other.BindCustomStorage("Index", ChannelWith(1), 4);
-    EXPECT_FALSE(DataSetBase::ItemSwap(&a, &other));  // different ids: nothing changes
-    EXPECT_EQ(dynamic_cast<CStorage*>(a.GetStorage("Wave").get())->Channel(), cb);
-    EXPECT_FALSE(DataSetBase::ItemSwap(&a, nullptr));
-}
-
 TEST(DataSetBaseEx, TheRecordOfSavedFileNamesRoundTrips) {
     const std::map<std::string, std::string> files{{"Area", "cache-3.wsc"}, {"Index", "cache-2.wsc"},
                                                    {"Wave", "cache-1.wsc"}, {"", "ignored"}};

@@ -76,22 +76,6 @@ TEST_F(DataSetToolTest, IndexPeriodIsAPowerOfTenBelowAThousandSamplesOrTheAxisSt
     EXPECT_DOUBLE_EQ(IndexStepTimeFor(2.0, 7), 14.0);
 }
 
-TEST(DataSetToolWithoutAxes, AnswersDefaults) {
-    CBaseItem dataset("plain");
-    dataset.AddChildItem(new CBaseItem("dataAxis"), "dataAxis", true);  // not an axis
-    dataset.AddChildItem(new CBaseItem("WaveParam"), "WaveParam", true);  // not parameters
-    DataSetTool tool(&dataset);
-    EXPECT_EQ(tool.DataAxis(), nullptr);
-    EXPECT_EQ(tool.GetIndexStepTime(), 1e-6);
-    EXPECT_EQ(tool.GetTimeRange(), std::make_pair(0.0, 0.0));
-    EXPECT_EQ(tool.GetDataParameters(), nullptr);
-    double a = 4.0, b = 5.0;
-    tool.ApplyDataOffset(&a, &b);
-    EXPECT_EQ(std::make_pair(a, b), std::make_pair(4.0, 5.0));
-    DataSetTool none(nullptr);
-    EXPECT_FALSE(none.Lock() || none.Command("Clear") || none.GetDataParameters());
-}
-
 TEST_F(DataSetToolTest, AnswersFromBothAxesAndSendsCommands) {
     IDatasetAxis* size = AddAxis("sizeAxis");
     IDatasetAxis* data = AddAxis("dataAxis");

@@ -26,23 +26,6 @@ ValidDataArea Area(int64_t start_ns, int64_t end_ns, uint64_t index_id, uint64_t
     return area;
 }
 
-TEST(ElementTypes, NamesUnitSizesAndInvalidValues) {
-    EXPECT_EQ(ElementTraits<float>::kShortName, "f32");
-    EXPECT_EQ(ElementTraits<int16_t>::kTypeWord, "INT16");
-    EXPECT_EQ(ElementTraits<LongDouble>::kShortName, "long double");
-    EXPECT_EQ(ElementTraits<LongDouble>::kWaveUnitSize, 8u);
-    EXPECT_EQ(ElementTraits<uint8_t>::kIndexUnitSize, 2u);
-    EXPECT_EQ(ElementTraits<double>::kIndexUnitSize, 16u);
-    EXPECT_TRUE(std::isnan(static_cast<double>(InvalidValue<LongDouble>())));
-    EXPECT_EQ(InvalidValue<int8_t>(), 127);
-    EXPECT_EQ(InvalidValue<uint64_t>(), ~uint64_t{0});
-    EXPECT_TRUE(IsInvalidValue(InvalidValue<float>()));
-    EXPECT_FALSE(IsInvalidValue(0.0f));
-    int count = 0;
-    ForEachElementType([&]<class T>() { count += ElementTraits<T>::kWaveUnitSize > 0; });
-    EXPECT_EQ(count, 11);
-}
-
 TEST(ElementTypes, LongDoubleSamplesAreBinary64BitForBit) {
     const double values[] = {1.0 / 3.0, -0.0, 1e308, std::nextafter(1.0, 2.0)};
     for (double v : values) {
@@ -100,29 +83,6 @@ TEST(TimeRules, SyntheticAreaEndsOnePastTheLastSample) {
     EXPECT_EQ(area.first_count, 100u);
     EXPECT_EQ(area.wave_beg_pos, 0u);
     EXPECT_EQ(area.wave_end_pos, 1000u);
-}
-
-TEST(RecordTypes, HostSeesTheFieldsByNameAndOffset) {
-    // A class is registered once per process, in the scope of its first registration.
-    static CLocalSource scope("records", GetRootLocal());
-    RegisterRecordTypes(&scope);
-    RegisterRecordTypes(&scope);  // a second time changes nothing
-    IItemType* logic = GetCPPTypeManager()->Find(VellumTypeOf<LogicResult>());
-    ASSERT_NE(logic, nullptr);
-    EXPECT_EQ(logic->TypeName(), "LogicResult");
-    const StructField* end = logic->AsStruct()->FindField("dEndTime");
-    ASSERT_NE(end, nullptr);
-    EXPECT_EQ(end->offset, 9u);
-    EXPECT_EQ(logic->AsStruct()->Fields().size(), 4u);
-    ASSERT_NE(GetCPPTypeManager()->Find(VellumTypeOf<FindEdgeResult>()), nullptr);
-
-    std::unique_ptr<IBaseCtr> area(CreateItemByTypeID(VellumTypeOf<ValidDataArea>(), "a"));
-    ASSERT_TRUE(area);
-    Ctr<ValidDataArea> record = QueryInterface<ValidDataArea>(area.get());
-    ASSERT_TRUE(record);
-    EXPECT_EQ(record->wave_end_pos, 0u);  // created zeroed
-    area->GetChildItem("wave_end_pos")->SetValue(Vellum::Var(41));
-    EXPECT_EQ(record->wave_end_pos, 41u);
 }
 
 }  // namespace

@@ -16,6 +16,8 @@
 #include "storage/storage_base.h"
 #include "support/log_capture.h"
 
+#include "support/wait.h"
+
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -90,15 +92,7 @@ std::vector<uint32_t> ReadUnits(StorageBase& storage) {
     return units;
 }
 
-bool WaitReady(const std::string& id) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    for (;;) {
-        auto file = ProjectFileManager::instance().GetFile(id, 19, 0).lock();
-        if (file && file->IsReady() == 1) return true;
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-}
+using testing_support::WaitReady;
 
 // Each test works in a project folder of its own.
 class Record : public ::testing::Test {

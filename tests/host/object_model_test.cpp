@@ -210,21 +210,6 @@ TEST(Binding, CreationCommandsAttributesTypeFunctionsFieldsAndDynamicItems) {
                                         "FinishConfig:TYPE=ValidReader,DataType=ValidDataArea"}));
 }
 
-TEST(Scopes, LookupsClimbToParentsOnlyWhenAsked) {
-    CLocalSource parent("parent");
-    CLocalSource child("child", &parent);
-    CBaseItem item("x");
-    EXPECT_TRUE(parent.RegisterItem("x", &item, false));
-    EXPECT_FALSE(parent.RegisterItem("x", &item, false));
-    EXPECT_EQ(child.GetItem("x", true), &item);
-    EXPECT_EQ(child.GetItem("x", false), nullptr);
-    EXPECT_EQ(child.GetLocalItemType("AXIS", true), nullptr);
-    EXPECT_EQ(child.GetRootLocalSource(), &parent);
-    EXPECT_NE(GetRootLocal()->GetLocalItemType("DOUBLE", false), nullptr);
-    EXPECT_TRUE(parent.UnregisterItem("x", &item));
-    EXPECT_EQ(child.GetItem("x", true), nullptr);
-}
-
 IItemType* NoTypeFromXml(pugi::xml_node, ILocalSource*) { return nullptr; }
 IItemType* OtherNoTypeFromXml(pugi::xml_node, ILocalSource*) { return nullptr; }
 IItemType* NoTypeFromName(const std::string&, ILocalSource*) { return nullptr; }

@@ -28,19 +28,6 @@ TEST(HostPath, NormalizeAndCreateExistsRemove) {
     EXPECT_FALSE(Path::CreateDirectories(Path("")));
 }
 
-TEST(AlignedMemory, PageAlignedOrNull) {
-    const std::size_t page = Vellum::Memory::PageSize();
-    for (std::size_t bytes : {std::size_t{1}, page, 3 * page + 17}) {
-        void* p = Vellum::Memory::PageAlignedMalloc(bytes);
-        ASSERT_NE(p, nullptr);
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % page, 0u);
-        std::memset(p, 0x5a, bytes);  // the whole block is usable
-        Vellum::Memory::AlignedFree(p);
-    }
-    for (std::size_t bytes : {std::size_t{0}, SIZE_MAX, static_cast<std::size_t>(PTRDIFF_MAX)})
-        EXPECT_EQ(Vellum::Memory::PageAlignedMalloc(bytes), nullptr) << bytes;
-}
-
 TEST(TimeSpanValue, ConversionsSaturationAndSleep) {
     EXPECT_EQ(TimeSpan::FromSeconds(-1.9999999999).Nanoseconds(), -1'999'999'999);  // toward zero
     EXPECT_EQ(TimeSpan::FromSeconds(std::nan("")).Nanoseconds(), 0);

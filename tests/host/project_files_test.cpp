@@ -218,20 +218,6 @@ TEST_F(HostFiles, ConfigurationRoundTripKeepsEveryValueAndBadFilesChangeNothing)
     EXPECT_FALSE(config.SaveToFile((dir_ / "no" / "such.xml").string()));
 }
 
-TEST(SerializationManager, CollectsAndHandsOverRegistrations) {
-    SerializationManager manager;
-    int storage[2] = {};  // only the addresses matter to the manager
-    auto* a = reinterpret_cast<IBaseCtr*>(&storage[0]);
-    auto* b = reinterpret_cast<IBaseCtr*>(&storage[1]);
-    for (const auto& [owner, path] : std::vector<std::pair<IBaseCtr*, std::string>>{
-             {b, "w/1"}, {a, "w/2"}, {b, "w/1"} /* already pending */, {nullptr, "x"}})
-        manager.AddPartialData(owner, path);
-    for (IBaseCtr* owner : {a, a, static_cast<IBaseCtr*>(nullptr), b}) manager.AddDynamicData(owner);
-    EXPECT_EQ(manager.TakePartialData(), (std::vector<std::pair<IBaseCtr*, std::string>>{{b, "w/1"}, {a, "w/2"}}));
-    EXPECT_EQ(manager.TakeDynamicData(), (std::vector<IBaseCtr*>{a, b}));
-    EXPECT_TRUE(manager.TakePartialData().empty() && manager.TakeDynamicData().empty());
-}
-
 TEST_F(HostFiles, ExportPackCommitWritesManifest) {
     const fs::path folder = dir_ / "export";
     ExportDataPack pack(folder.string());

@@ -1,6 +1,7 @@
 #include "host/timer_task_manager.h"
 
 #include "support/log_capture.h"
+#include "support/wait.h"
 
 #include <gtest/gtest.h>
 
@@ -11,16 +12,7 @@
 
 using namespace std::chrono_literals;
 
-namespace {
-// Polls until the condition holds or a generous timeout passes.
-template <class Condition>
-bool WaitFor(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
-    for (; !condition(); std::this_thread::sleep_for(1ms))
-        if (std::chrono::steady_clock::now() > deadline) return false;
-    return true;
-}
-}  // namespace
+using testing_support::WaitFor;
 
 TEST(Timer, ThrowingCallbackRepeatsUntilRemovedAndRemoveWaitsForIt) {
     testing_support::LogCapture log;

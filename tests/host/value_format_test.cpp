@@ -18,14 +18,4 @@ TEST(ValueFormat, PatternsFitEachKindOfValueAndFallBackToPlainText) {
     EXPECT_TRUE(QueryInterface<IValueFormat>(&plain));
 }
 
-TEST(ValueFormat, BaseFormatsAreFoundByNameAndKeepTheirFirstPattern) {
-    EXPECT_EQ(GetBaseFormat(nullptr, "VF_UNITS"), nullptr);
-    EXPECT_TRUE(RegisterBaseFormat("VF_UNITS", "{} V"));
-    IBaseCtr* format = GetBaseFormat(nullptr, "VF_UNITS");
-    ASSERT_NE(format, nullptr);
-    EXPECT_FALSE(RegisterBaseFormat("VF_UNITS", "{} A"));
-    EXPECT_EQ(GetBaseFormat(nullptr, "VF_UNITS"), format);
-    EXPECT_EQ(QueryInterface<IValueFormat>(format)->Format(Vellum::Var(int64_t{5})), "5 V");
-}
-
 }  // namespace

@@ -50,18 +50,6 @@ TEST(DataSetManager, MakesDatasetsWithTheirListener) {
     ASSERT_TRUE(QueryInterface<DataSetBaseEx>(plain.get()));
 }
 
-TEST(DataSetManager, ForwardsTheChannelFactories) {
-    const char bytes[16] = {};
-    auto memory = Manager().CreateMemCache(bytes, sizeof bytes);
-    ASSERT_TRUE(memory);
-    EXPECT_EQ(memory->Type(), 2);
-    EXPECT_EQ(memory->Size(), 16u);
-    auto external = Manager().CreateExternFileCache("/nonexistent/wavestore-file");
-    ASSERT_TRUE(external);
-    EXPECT_EQ(external->Type(), 3);
-    EXPECT_EQ(external->Description(), "ExternalFile,path=/nonexistent/wavestore-file");
-}
-
 TEST(DataSetManager, SwapsTheChannelsOfDatasetsWithTheSameStorages) {
     const double values[3] = {1, 2, 3};
     std::unique_ptr<IBaseCtr> a(Manager().CreateDataSet(nullptr, nullptr));

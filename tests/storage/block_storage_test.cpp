@@ -168,27 +168,6 @@ TEST(BlockStorage, FailingChannelsAreLoggedAFailedReadCutsTheSizeAFullDiskKeepsT
     ExpectSequence(cached, 4 * kFloatsPerBlock, 110);
 }
 
-TEST(BlockStorage, GetBlockGivesGeometryAndMarksTheBlockDirty) {
-    auto channel = std::make_shared<FakeChannel>();
-    CStorage storage(channel, 4);
-    AppendSequence(storage, kFloatsPerBlock + 20);
-    storage.Sync();
-    uint64_t offset = 0, units = 0;
-    {
-        BlockItem item = storage.GetBlock(kFloatsPerBlock + 5, &offset, &units);
-        ASSERT_TRUE(item);
-        EXPECT_EQ(offset, 5u);
-        EXPECT_EQ(units, 20u);  // the tail block holds 20
-        static_cast<uint32_t*>(static_cast<void*>(item))[offset] = 99;  // changed in place
-        BlockItem first = storage.GetBlock(3, &offset, &units);
-        EXPECT_EQ(units, kFloatsPerBlock);
-    }
-    EXPECT_TRUE(storage.GetBlock(storage.Count(), &offset, &units) == nullptr);
-    storage.Sync();  // synced lies before the dirty block: it is written
-    const uint32_t written = 99;
-    EXPECT_EQ(std::memcmp(channel->Bytes().data() + 4 * (kFloatsPerBlock + 5), &written, 4), 0);
-}
-
 TEST(BlockStorage, NearlyEmptyPoolNeverRecyclesAnotherStoragesBlocks) {
     CStorage a(std::make_shared<FakeChannel>(), 4), b(std::make_shared<FakeChannel>(), 4);
     for (CStorage* storage : {&a, &b}) AppendSequence(*storage, 4 * kFloatsPerBlock);

@@ -6,6 +6,7 @@
 #include "storage/file_proxy.h"
 
 #include "host/project_file_manager.h"
+#include "support/wait.h"
 
 #include <gtest/gtest.h>
 
@@ -27,6 +28,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using Bytes = std::vector<unsigned char>;
+using testing_support::WaitFor;
 constexpr uint64_t kFresh = 524416, kAppend = IDeviceChannel::kAppend, kMiB = 0x100000;
 
 Bytes Pattern(std::size_t n, unsigned seed) {
@@ -39,12 +41,6 @@ Bytes ReadAll(IDeviceChannel& channel) {
     const int64_t got = channel.Read(out.data(), out.size(), 0);
     out.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
     return out;
-}
-template <class Predicate>
-bool WaitFor(Predicate done) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!done() && std::chrono::steady_clock::now() < end) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    return done();
 }
 std::shared_ptr<IFileCache> AsFile(const std::shared_ptr<IDeviceChannel>& c) {
     return std::dynamic_pointer_cast<IFileCache>(c);
@@ -189,38 +185,6 @@ TEST_F(ChannelTest, ConcurrentAppendsAndReadsStayWhole) {
     const Bytes all = ReadAll(*channel);
     ASSERT_EQ(all.size(), 3 * kRecords * kRecord);
     for (std::size_t at = 0; at < all.size(); at += kRecord) ASSERT_TRUE(whole(&all[at])) << at;
-}
-
-TEST_F(ChannelTest, ExternalFileAndMemoryAreReadOnly) {
-    const fs::path path = OnDisk("external.bin");
-    std::ofstream(path, std::ios::binary) << "0123456789";
-    auto channel = CreateExternFileCache(path.string());
-    EXPECT_EQ(channel->Description(), "ExternalFile,path=" + path.string());
-    EXPECT_EQ(channel->Size(), 10u);
-    char text[4] = {};
-    EXPECT_EQ(channel->Read(text, 4, 6), 4);
-    EXPECT_EQ(std::string(text, 4), "6789");
-    EXPECT_EQ(channel->Read(text, 4, ~uint64_t{0}), 0);
-    for (uint64_t offset : {uint64_t{0}, kAppend}) EXPECT_EQ(channel->Write(text, 4, offset), 0);
-    EXPECT_EQ(fs::file_size(path), 10u);
-    auto missing = CreateExternFileCache(OnDisk("no-such-file").string());
-    EXPECT_EQ(missing->Size(), 0u);
-    EXPECT_EQ(missing->Read(text, 4, 0), 0);
-
-    const Bytes memory = Pattern(100, 6);
-    auto mem = CreateMemCache(memory.data(), memory.size());
-    std::ostringstream base;
-    base << static_cast<const void*>(memory.data());
-    EXPECT_EQ(mem->Description(), "Memory,base=" + base.str() + ",length=100");
-    Bytes buffer(64, 0);
-    EXPECT_EQ(mem->Read(buffer.data(), 64, 60), 40);
-    EXPECT_TRUE(std::equal(buffer.begin(), buffer.begin() + 40, memory.begin() + 60));
-    EXPECT_EQ(mem->Read(buffer.data(), 64, 100), 0);  // at the length
-    EXPECT_EQ(mem->Write(buffer.data(), 64, 0), 0);
-    auto null = CreateMemCache(nullptr, 16);
-    EXPECT_EQ(null->Size(), 0u);
-    EXPECT_EQ(null->Read(buffer.data(), 16, 0), 0);
-    EXPECT_EQ(null->Description(), "Memory,base=0x0,length=16");
 }
 
 // A source of 1 MiB pieces filled with their number + 1. From `gate` on its reads wait

@@ -143,34 +143,6 @@ TEST(MemoryPool, OversizedExpansionIsAdjustedTo512Atoms) {
     EXPECT_EQ(big->Size(), 16 * 1024 * 1024);
 }
 
-TEST(MemoryPool, FreeOfAnUnknownChunkIsLoggedNotFatal) {
-    FakeSystem system;
-    MemoryPool pool({1, 1, 2048}, system.Memory());
-    LogCapture log;
-    int bogus = 0;
-    { CMemoryBlock block(&bogus, 0, 1, &pool); }
-    ASSERT_FALSE(log.Lines().empty());
-    EXPECT_EQ(log.Lines().front().first, LogLevel::Critical);
-    EXPECT_NE(log.Lines().front().second.find("MemoryPool::Free: Error, message is"), std::string::npos);
-}
-
-TEST(MemoryPool, BlockLockCounterLogsUnbalancedUse) {
-    FakeSystem system;
-    MemoryPool pool({1, 1, 2048}, system.Memory());
-    auto block = pool.Malloc(1);
-    LogCapture log;
-    block->Lock();
-    EXPECT_TRUE(block->IsLocked());
-    block->UnLock();
-    block->UnLock();
-    EXPECT_EQ(block->LockCount(), -1);
-    EXPECT_TRUE(log.Contains(LogLevel::Critical,
-                             "CMemoryBlock::Lock before unlock, lock counter value is NOT great than ZERO!!(0)"));
-    block->Lock();
-    EXPECT_TRUE(log.Contains(LogLevel::Critical,
-                             "CMemoryBlock::Lock before lock, lock counter value is less than ZERO!!(-1)"));
-}
-
 TEST(MemoryPool, ReAllocMovesCopiesAndGrowsInPlace) {
     FakeSystem system;
     MemoryPool pool({1, 1, 2048}, system.Memory());
@@ -204,24 +176,6 @@ TEST(MemoryPool, ThreadsAllocateAndFreeConcurrently) {
     }
     for (auto& thread : threads) thread.join();
     EXPECT_EQ(pool.UsedAtoms(), 0u);
-}
-
-TEST(MemoryManager, SettersRefuseBadRatiosButKeepTheValue) {
-    auto expect_bad = [](auto&& call) {
-        try {
-            call();
-            ADD_FAILURE() << "no error";
-        } catch (const std::runtime_error& error) {
-            EXPECT_STREQ(error.what(), "bad argument!!");
-        }
-    };
-    expect_bad([] { CMemoryManager::SetAtomSize(8); });        // ratio 1 / 8 = 0
-    expect_bad([] { CMemoryManager::SetPoolExpandSize(4); });  // 4 / 8 = 0: the atom 8 was kept
-    EXPECT_NO_THROW(CMemoryManager::SetPoolExpandSize(8));      // 8 / 8 = 1
-    expect_bad([] { CMemoryManager::SetMaxPoolSize(7); });     // below the expansion
-    expect_bad([] { CMemoryManager::SetAtomSize(0); });
-    // Back to the settings of this test program.
-    testing_support::ConfigureSmallPool();
 }
 
 }  // namespace

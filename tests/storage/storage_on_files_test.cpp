@@ -5,6 +5,8 @@
 #include "storage/block_storage.h"
 #include "storage/device_channels.h"
 
+#include "support/wait.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -16,15 +18,7 @@ namespace {
 
 constexpr uint64_t kUnits = 16 * 1024 * 1024;  // 64 MiB of 4-byte units through the 4 MiB pool
 
-bool WaitReady(const std::string& id) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    for (;;) {
-        auto file = ProjectFileManager::instance().GetFile(id, 19, 0).lock();
-        if (file && file->IsReady() == 1) return true;
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-}
+using testing_support::WaitReady;
 
 class StorageOnFiles : public ::testing::TestWithParam<int> {};
 
@@ -77,21 +71,6 @@ TEST(Persist, AMemoryChannelIsCopiedIntoANewFileInTheBackground) {
     data->Seek(0, Tessel::CFile::SeekBegin);
     data->Read(back.data(), back.size() * 4);
     EXPECT_EQ(back, memory);
-}
-
-TEST(MemoryChannel, ClearShowsTheMemoryAgainAndViewsPointIntoIt) {
-    std::vector<uint32_t> memory(3000);
-    std::iota(memory.begin(), memory.end(), 0u);
-    CStorage storage(CreateMemCache(memory.data(), memory.size() * 4), 4);
-    RawData view = storage.Request(10, 5);
-    ASSERT_EQ(view.Count(), 5u);
-    EXPECT_EQ(view.Ptr(), memory.data() + 10);  // no copy: the caller's memory itself
-    EXPECT_EQ(storage.Clear(), 0);
-    EXPECT_EQ(storage.Count(), 3000u);
-    uint32_t value = 0;
-    EXPECT_EQ(storage.Read(2999, &value, 1), 1u);
-    EXPECT_EQ(value, 2999u);
-    EXPECT_TRUE(storage.Request(3000, 1).IsNull());
 }
 
 TEST(Persist, AStorageWithoutChannelWritesItsCachedBlocks) {
