@@ -5,6 +5,81 @@
 
 namespace __internal {
 
+// ---------------------------------------------------------------------------------------
+// BlockTable
+
+namespace {
+constexpr int kFirstTableBits = 10;
+}  // namespace
+
+BlockTable::BlockTable()
+    : slots_(std::size_t{1} << kFirstTableBits), mask_(slots_.size() - 1), shift_(64 - kFirstTableBits) {}
+
+std::size_t BlockTable::Home(uint64_t key) const {
+    // Fibonacci hashing: the blocks of a storage have neighbouring keys, and the top bits
+    // of the product spread them over the whole table.
+    return static_cast<std::size_t>((key * 0x9E3779B97F4A7C15ull) >> shift_);
+}
+
+std::shared_ptr<CacheBlock>* BlockTable::Find(uint64_t key) {
+    for (std::size_t i = Home(key);; i = (i + 1) & mask_) {
+        Slot& slot = slots_[i];
+        if (!slot.block) return nullptr;
+        if (slot.key == key) return &slot.block;
+    }
+}
+
+void BlockTable::Put(uint64_t key, std::shared_ptr<CacheBlock> block) {
+    if (std::shared_ptr<CacheBlock>* present = Find(key)) {
+        *present = std::move(block);
+        return;
+    }
+    if (2 * (size_ + 1) > slots_.size()) Grow();
+    std::size_t i = Home(key);
+    while (slots_[i].block) i = (i + 1) & mask_;
+    slots_[i].key = key;
+    slots_[i].block = std::move(block);
+    ++size_;
+}
+
+bool BlockTable::Erase(uint64_t key) {
+    std::size_t hole = Home(key);
+    for (;; hole = (hole + 1) & mask_) {
+        if (!slots_[hole].block) return false;
+        if (slots_[hole].key == key) break;
+    }
+    slots_[hole].block.reset();
+    --size_;
+    // The entries after the hole, up to the next free slot, move back into it when their
+    // home lies outside (hole, entry]: otherwise a probe for them would stop at the hole.
+    for (std::size_t i = (hole + 1) & mask_; slots_[i].block; i = (i + 1) & mask_) {
+        const std::size_t home = Home(slots_[i].key);
+        const bool stays = hole < i ? (home > hole && home <= i) : (home > hole || home <= i);
+        if (stays) continue;
+        slots_[hole].key = slots_[i].key;
+        slots_[hole].block = std::move(slots_[i].block);
+        hole = i;
+    }
+    return true;
+}
+
+void BlockTable::Grow() {
+    std::vector<Slot> old(slots_.size() * 2);
+    old.swap(slots_);
+    mask_ = slots_.size() - 1;
+    --shift_;
+    for (Slot& slot : old) {
+        if (!slot.block) continue;
+        std::size_t i = Home(slot.key);
+        while (slots_[i].block) i = (i + 1) & mask_;
+        slots_[i].key = slot.key;
+        slots_[i].block = std::move(slot.block);
+    }
+}
+
+// ---------------------------------------------------------------------------------------
+// BlockCache
+
 BlockCache& BlockCache::Instance() {
     static auto* cache = new BlockCache;  // blocks may be released until the process ends
     return *cache;
@@ -26,27 +101,9 @@ void BlockCache::Unlink(RecycleNode* node) {
     block->recycle_node = nullptr;
 }
 
-void BlockCache::Enter(uint64_t key, const std::shared_ptr<CacheBlock>& block) {
-    auto hint = blocks_.lower_bound(key);
-    if (hint != blocks_.end() && hint->first == key) {
-        block->key = key;
-        hint->second = block;
-        storage_index_[static_cast<uint32_t>(key >> 32)].insert(static_cast<uint32_t>(key));
-        return;
-    }
-    Enter(key, block, hint);
-}
-
-void BlockCache::Enter(uint64_t key, const std::shared_ptr<CacheBlock>& block, BlockMap::const_iterator hint,
-                       BlockMap::node_type map_node, IndexSet::node_type index_node) {
+void BlockCache::Enter(uint64_t key, const std::shared_ptr<CacheBlock>& block, IndexSet::node_type index_node) {
     block->key = key;
-    if (map_node) {
-        map_node.key() = key;
-        map_node.mapped() = block;
-        blocks_.insert(hint, std::move(map_node));
-    } else {
-        blocks_.emplace_hint(hint, key, block);
-    }
+    blocks_.Put(key, block);
     IndexSet& index = storage_index_[static_cast<uint32_t>(key >> 32)];
     // Blocks of a storage mostly enter in rising order: the end is the likely place.
     if (index_node) {
@@ -57,28 +114,25 @@ void BlockCache::Enter(uint64_t key, const std::shared_ptr<CacheBlock>& block, B
     }
 }
 
-std::pair<BlockCache::BlockMap::node_type, BlockCache::IndexSet::node_type> BlockCache::Extract(uint64_t key) {
-    std::pair<BlockMap::node_type, IndexSet::node_type> nodes;
-    nodes.first = blocks_.extract(key);
+BlockCache::IndexSet::node_type BlockCache::Extract(uint64_t key) {
+    blocks_.Erase(key);
     auto it = storage_index_.find(static_cast<uint32_t>(key >> 32));
-    if (it == storage_index_.end()) return nodes;
-    nodes.second = it->second.extract(static_cast<uint32_t>(key));
+    if (it == storage_index_.end()) return {};
+    IndexSet::node_type node = it->second.extract(static_cast<uint32_t>(key));
     if (it->second.empty()) storage_index_.erase(it);
-    return nodes;
+    return node;
 }
 
 void BlockCache::Forget(uint64_t key) { Extract(key); }
 
 BlockHandle BlockCache::Acquire(uint64_t key, BlockHandle::Mode mode, bool* found) {
     std::lock_guard lock(mutex_);
-    // One look-up: the block of key, or the place where a new one goes.
-    const auto it = blocks_.lower_bound(key);
-    const bool cached = it != blocks_.end() && it->first == key;
-    if (found) *found = cached;
-    if (cached) {
-        if (it->second->recycle_node) Unlink(it->second->recycle_node);
-        return BlockHandle(it->second, mode);
+    if (std::shared_ptr<CacheBlock>* cached = blocks_.Find(key)) {
+        if (found) *found = true;
+        if ((*cached)->recycle_node) Unlink((*cached)->recycle_node);
+        return BlockHandle(*cached, mode);
     }
+    if (found) *found = false;
 
     // Fullness in tenths; a pool that went past its maximum counts as full.
     const float usage = CMemoryManager::GetMaxUsage();
@@ -87,19 +141,14 @@ BlockHandle BlockCache::Acquire(uint64_t key, BlockHandle::Mode mode, bool* foun
         std::shared_ptr<CacheBlock> block = oldest_->block;
         if (block->state.load() != kClean) CacheInvariantBroken("recycled block is not clean");
         Unlink(oldest_);
-        std::pair<BlockMap::node_type, IndexSet::node_type> nodes;
-        // The old key's nodes carry the new key: no allocation. If the old key's node is
-        // the hint itself, the one behind it takes its place.
-        auto hint = it;
-        if (const uint64_t old = block->key; old != CacheBlock::kNoKey) {
-            if (hint != blocks_.end() && hint->first == old) ++hint;
-            nodes = Extract(old);
-        }
+        // The old key's index node carries the new key: no allocation.
+        IndexSet::node_type index_node;
+        if (const uint64_t old = block->key; old != CacheBlock::kNoKey) index_node = Extract(old);
         if (block->pins.load() != 0 || block->recycle_node != nullptr)
             CacheInvariantBroken("recycled block is still in use");
         block->length = 0;
         block->SetState(kEmpty);
-        Enter(key, block, hint, std::move(nodes.first), std::move(nodes.second));
+        Enter(key, block, std::move(index_node));
         return BlockHandle(block, mode);
     }
 
@@ -112,22 +161,22 @@ BlockHandle BlockCache::Acquire(uint64_t key, BlockHandle::Mode mode, bool* foun
     auto block = std::make_shared<CacheBlock>(std::move(memory), data,
                                               static_cast<uint32_t>(CMemoryManager::GetAtomSize()));
     block->SetState(kEmpty);
-    Enter(key, block, it);
+    Enter(key, block);
     return BlockHandle(block, mode);
 }
 
 BlockHandle BlockCache::AcquireCached(uint64_t key, BlockHandle::Mode mode) {
     std::lock_guard lock(mutex_);
-    auto it = blocks_.find(key);
-    if (it == blocks_.end()) return BlockHandle();
-    if (it->second->recycle_node) Unlink(it->second->recycle_node);
-    return BlockHandle(it->second, mode);
+    std::shared_ptr<CacheBlock>* cached = blocks_.Find(key);
+    if (cached == nullptr) return BlockHandle();
+    if ((*cached)->recycle_node) Unlink((*cached)->recycle_node);
+    return BlockHandle(*cached, mode);
 }
 
 std::shared_ptr<CacheBlock> BlockCache::Find(uint64_t key) {
     std::lock_guard lock(mutex_);
-    auto it = blocks_.find(key);
-    return it == blocks_.end() ? nullptr : it->second;
+    std::shared_ptr<CacheBlock>* cached = blocks_.Find(key);
+    return cached == nullptr ? nullptr : *cached;
 }
 
 void BlockCache::Insert(uint64_t key, std::shared_ptr<CacheBlock> block) {
@@ -140,7 +189,7 @@ void BlockCache::Remove(uint64_t key) {
     std::lock_guard lock(mutex_);
     // The block forgets its key too: if it waits on the recycle list, its reuse must not
     // remove a newer block of the same key.
-    if (auto it = blocks_.find(key); it != blocks_.end()) it->second->key = CacheBlock::kNoKey;
+    if (std::shared_ptr<CacheBlock>* cached = blocks_.Find(key)) (*cached)->key = CacheBlock::kNoKey;
     Forget(key);
 }
 
@@ -150,10 +199,11 @@ std::size_t BlockCache::DropStorage(uint32_t storage_id) {
     if (it == storage_index_.end()) return 0;
     const std::size_t dropped = it->second.size();
     for (uint32_t index : it->second) {
-        auto block = blocks_.find(BlockKey(storage_id, index));
-        if (block == blocks_.end()) continue;
-        block->second->key = CacheBlock::kNoKey;
-        blocks_.erase(block);
+        const uint64_t key = BlockKey(storage_id, index);
+        std::shared_ptr<CacheBlock>* cached = blocks_.Find(key);
+        if (cached == nullptr) continue;
+        (*cached)->key = CacheBlock::kNoKey;
+        blocks_.Erase(key);
     }
     storage_index_.erase(it);
     return dropped;
@@ -190,7 +240,7 @@ std::size_t BlockCache::RecycleListLength() {
 
 std::size_t BlockCache::CachedBlocks() {
     std::lock_guard lock(mutex_);
-    return blocks_.size();
+    return blocks_.Size();
 }
 
 std::size_t BlockCache::CachedBlocks(uint32_t storage_id) {

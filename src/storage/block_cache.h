@@ -11,6 +11,10 @@
 //
 // All operations take the cache mutex (recursive); callers that need several steps to
 // be one take Mutex() around them.
+//
+// The blocks are found through a hash table with open addressing (BlockTable): every
+// read of a storage looks its block up, and a look-up there touches one or two cache
+// lines where an ordered map of thousands of blocks walks a dozen scattered nodes.
 
 #include "storage/cache_block.h"
 
@@ -20,12 +24,40 @@
 #include <memory>
 #include <mutex>
 #include <set>
+#include <vector>
 
 namespace __internal {
 
 inline uint64_t BlockKey(uint32_t storage_id, uint64_t block_index) {
     return (static_cast<uint64_t>(storage_id) << 32) | (block_index & 0xFFFFFFFFu);
 }
+
+// Block keys to cached blocks: linear probing over a power-of-two table kept at most half
+// full, deletion by shifting the following entries back (no tombstones). Pointers that
+// Find gives stay valid until the next Put or Erase.
+class BlockTable {
+public:
+    BlockTable();
+    std::shared_ptr<CacheBlock>* Find(uint64_t key);
+    // Puts block (not null) under key, replacing what was there.
+    void Put(uint64_t key, std::shared_ptr<CacheBlock> block);
+    // False when key wasn't there.
+    bool Erase(uint64_t key);
+    std::size_t Size() const { return size_; }
+
+private:
+    struct Slot {
+        uint64_t key = 0;
+        std::shared_ptr<CacheBlock> block;  // null: the slot is free
+    };
+    std::size_t Home(uint64_t key) const;
+    void Grow();
+
+    std::vector<Slot> slots_;
+    std::size_t mask_ = 0;
+    int shift_ = 0;
+    std::size_t size_ = 0;
+};
 
 class BlockCache {
 public:
@@ -66,24 +98,21 @@ public:
 
 private:
     BlockCache();
-    using BlockMap = std::map<uint64_t, std::shared_ptr<CacheBlock>>;
     using IndexSet = std::set<uint32_t>;
 
     void Unlink(RecycleNode* node);
-    // Puts block under key; hint is where key belongs in the block map. Reuses the map
-    // and index nodes given, if any, so that a recycled block costs no allocation.
-    void Enter(uint64_t key, const std::shared_ptr<CacheBlock>& block, BlockMap::const_iterator hint,
-               BlockMap::node_type map_node = {}, IndexSet::node_type index_node = {});
-    void Enter(uint64_t key, const std::shared_ptr<CacheBlock>& block);
+    // Puts block under key. Reuses the index node given, if any, so that a recycled block
+    // costs no allocation.
+    void Enter(uint64_t key, const std::shared_ptr<CacheBlock>& block, IndexSet::node_type index_node = {});
     void Forget(uint64_t key);
-    // Forget, handing out the nodes that held key.
-    std::pair<BlockMap::node_type, IndexSet::node_type> Extract(uint64_t key);
+    // Forget, handing out the index node that held key.
+    IndexSet::node_type Extract(uint64_t key);
 
     std::recursive_mutex mutex_;
     RecycleNode* newest_ = nullptr;
     RecycleNode* oldest_ = nullptr;
     std::size_t recycle_length_ = 0;
-    BlockMap blocks_;
+    BlockTable blocks_;
     std::map<uint32_t, IndexSet> storage_index_;
     std::atomic<uint64_t> sequence_{0};
     std::array<uint64_t, 11> thresholds_{};
