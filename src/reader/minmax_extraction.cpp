@@ -320,6 +320,7 @@ bool CBasicWaveReader<T>::UseIndexFind(uint64_t first, uint64_t last, MinMaxData
         out[column] = have ? result : minmax_detail::InvalidColumn<T>();
         x += points_per_column_;
     }
+    if (summary != nullptr) summary->Release();
     return true;
 }
 

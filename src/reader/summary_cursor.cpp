@@ -25,6 +25,38 @@ void SummaryCursor<T>::Reset(IReader* index, typename IndexSummary<T>::Snapshot 
     entries_.count = 0;
     records_.resize(snapshot_.levels.size());
     for (auto& window : records_) window.count = 0;
+    Release();
+    lent_.resize(snapshot_.levels.size());
+}
+
+template <class T>
+void SummaryCursor<T>::Release() {
+    for (Lent& lent : lent_) {
+        lent.view = RawData();
+        lent.count = 0;
+    }
+}
+
+template <class T>
+const SummaryRecord<T>* SummaryCursor<T>::Lend(std::size_t k, uint64_t group, uint64_t& available) {
+    Lent& lent = lent_[k];
+    if (group < lent.first || group - lent.first >= lent.count) {
+        lent.view = RawData();  // the block lent before goes back first
+        lent.count = 0;
+        StorageBase& storage = *snapshot_.levels[k];
+        // The rest of the block of group, short of its last unit: a view asked to reach
+        // into the next block would have the storage gather both into new memory. (The
+        // view it gives holds the whole rest of the block all the same.)
+        const uint64_t units = storage.BlockUnits();
+        const uint64_t rest = units == 0 ? 0 : units - group % units;
+        if (rest < 2) return nullptr;
+        lent.view = storage.Request(group, rest - 1);
+        if (lent.view.IsNull()) return nullptr;
+        lent.first = group;
+        lent.count = std::min(lent.view.Count(), snapshot_.records[k] - group);
+    }
+    available = lent.first + lent.count - group;
+    return available == 0 ? nullptr : static_cast<const SummaryRecord<T>*>(lent.view.Ptr()) + (group - lent.first);
 }
 
 template <class T>
@@ -162,15 +194,16 @@ bool SummaryCursor<T>::Fold(uint64_t first, uint64_t last, MinMaxData<T>& runnin
             const uint64_t group = pos >> Shift(level);
             const uint64_t run = std::min({(end - pos + 1) >> Shift(level), snapshot_.records[k] - group,
                                            kFanout - group % kFanout});
-            const SummaryRecord<T>* records =
-                Fetch(records_[k], *snapshot_.levels[k], snapshot_.records[k], group, Around::kAhead);
+            uint64_t available = 0;
+            const SummaryRecord<T>* records = Lend(k, group, available);
+            if (records == nullptr) {
+                records = Fetch(records_[k], *snapshot_.levels[k], snapshot_.records[k], group, Around::kAhead);
+                if (records != nullptr) available = records_[k].first + records_[k].count - group;
+            }
             if (records != nullptr) {
-                const uint64_t n = std::min(run, records_[k].first + records_[k].count - group);
-                // The same strict comparisons as for the entries they stand for.
-                for (uint64_t i = 0; i < n; ++i) {
-                    lo = records[i].min < lo ? records[i].min : lo;
-                    hi = records[i].max > hi ? records[i].max : hi;
-                }
+                const uint64_t n = std::min(run, available);
+                // The same fold in order as for the entries they stand for.
+                FoldInOrder(records, n, lo, hi);
                 seen = true;
                 pos += n * span;
                 continue;

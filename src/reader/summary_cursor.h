@@ -14,8 +14,11 @@
 // walks therefore skip runs of one-sided groups and test entries one by one only where
 // the side changes or a group straddles the value.
 //
-// Records and entries are read through small windows that move with the walk.
+// Entries are read through small windows that move with the walk. Records are read where
+// they lie when the level storage can lend them (a pinned view of its block), else through
+// windows too; the views are given back by Release, or by the next Reset.
 
+#include "host/raw_data.h"
 #include "reader/index_summary.h"
 #include "wave/struct_reader.h"
 
@@ -30,6 +33,8 @@ public:
 
     // Starts a request on index (held entries) with the levels of snapshot.
     void Reset(IReader* index, typename IndexSummary<T>::Snapshot snapshot, uint64_t held);
+    // Gives back the blocks lent for the request: none stays pinned between requests.
+    void Release();
 
     // A range of this many entries is worth folding through the records.
     static bool Worth(uint64_t entries) { return entries >= 2 * kFanout; }
@@ -62,6 +67,16 @@ private:
     static unsigned Side(const T& lo, const T& hi, double value);
     static unsigned EntrySide(const MinMaxData<T>& entry, double value);
 
+    // Records of a level lent in place, from first on.
+    struct Lent {
+        uint64_t first = 0;
+        uint64_t count = 0;
+        RawData view;
+    };
+    // The records of level k + 1 from group on, in place, and how many of them there are
+    // (available); null when the level storage doesn't lend them.
+    const SummaryRecord<T>* Lend(std::size_t k, uint64_t group, uint64_t& available);
+
     // Copies of one entry or record, read through the windows; false if it can't be read.
     bool EntryAt(uint64_t pos, bool forward, MinMaxData<T>& out);
     bool RecordAt(int level, uint64_t group, bool forward, SummaryRecord<T>& out);
@@ -92,6 +107,7 @@ private:
     typename IndexSummary<T>::Snapshot snapshot_;
     Window<MinMaxData<T>> entries_;
     std::vector<Window<SummaryRecord<T>>> records_;
+    std::vector<Lent> lent_;
     std::vector<uint64_t> chunk_starts_;
 };
 
