@@ -105,7 +105,7 @@ void ExpectSummaryCoversIndex(BasicWaveDataSet<double>& dataset) {
     EXPECT_EQ(snapshot.records[1], count / (IndexSummary<double>::kFanout * IndexSummary<double>::kFanout));
 }
 
-class SummaryRecord : public ::testing::Test {
+class SummaryAcrossSaveAndLoad : public ::testing::Test {
 protected:
     void SetUp() override {
         static std::atomic<int> counter{0};
@@ -134,7 +134,7 @@ protected:
     fs::path dir_;
 };
 
-TEST_F(SummaryRecord, LoadedWaveViewsTheSameWithAndWithoutItsSummary) {
+TEST_F(SummaryAcrossSaveAndLoad, LoadedWaveViewsTheSameWithAndWithoutItsSummary) {
     Configuration config;
     std::vector<View> views;
     std::vector<uint64_t> before;
