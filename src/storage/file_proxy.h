@@ -161,7 +161,10 @@ private:
     uint32_t BlockSize() const;
     bool SetLayout();
     void LoadTables(bool force);
+    // Map, then header, each made durable.
     void WriteHeader();
+    // The header alone, with its digest, made durable.
+    void WriteHeaderImage(Tessel::CFile& file);
     // Throws std::out_of_range beyond the map; nullopt if a new block can't be allocated.
     std::optional<Place> Locate(uint64_t pos);
 
