@@ -337,6 +337,13 @@ uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
         if (n == 0) return done;
         std::memcpy(out + unit_size_ * done, handle->data + unit_size_ * offset, unit_size_ * n);
         done += n;
+        // A block that came back short of its full length before the end, while its
+        // channel goes on past it (a gap in a file's map), ends the read: the next
+        // block's units belong further on and must not take the place of the missing
+        // ones. Where the channel itself ends, the next load finds that and cuts the size.
+        if (offset + n < units_per_block && done < count && abs + done < size_ &&
+            (!channel_ || channel_->Size() > UsableBlockBytes() * (block + 1)))
+            break;
         ++block;
         offset = 0;
     }
@@ -481,6 +488,8 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
         std::shared_ptr<CacheBlock> block = cache.Find(Key(b));
         const CacheBlock& previous = *blocks.back();
         if (!block || block->memory != previous.memory) break;
+        // Units after a block that is short of its full length don't continue it.
+        if (previous.length < UsableBlockBytes()) break;
         if (b < end && block->data != previous.data + previous.capacity) break;
         blocks.push_back(block);
         units += block->length / unit_size_;

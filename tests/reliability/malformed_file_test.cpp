@@ -196,6 +196,38 @@ TEST_F(MalformedFile, HeaderBitsFlippedUnderAMatchingDigestOpenAsTheLayoutSays) 
     std::printf("[ malformed ] %d flips under a matching digest: %d version 1, %d raw\n", version1 + raw, version1, raw);
 }
 
+// The map is not under the digest. Logical blocks 0 and 2 swap their places, and the
+// file ends 100 bytes short: logical block 0 now ends early, in the middle of the data.
+// The storage reads what the format reads, up to where it ends, and nothing shifted.
+TEST_F(MalformedFile, MapWithABlockThatEndsEarlyReadsUpToItsEnd) {
+    Bytes file = *version1_;
+    ASSERT_EQ(Le32(file, 128), 0u);
+    ASSERT_EQ(Le32(file, 136), 2u);
+    std::swap_ranges(file.begin() + 128, file.begin() + 132, file.begin() + 136);
+    file.resize(file.size() - 100);
+    LoadedFile loaded("malformed.wsc");
+    loaded.Set(file);
+    reliability::RunWithinDeadline("read a file whose map has a block that ends early", [&] {
+        LoadedFile::Opened opened = loaded.Open(kUnit);
+        ASSERT_EQ(opened.version, 1);
+        ASSERT_EQ(opened.storage->Count(), kUnits);
+        std::vector<uint32_t> direct(kUnits);
+        const int64_t bytes = opened.channel->Read(direct.data(), kUnits * kUnit, 0);
+        ASSERT_EQ(bytes, static_cast<int64_t>(kBlock - 100));
+        direct.resize(static_cast<uint64_t>(bytes) / kUnit);
+        const std::vector<uint32_t> units = reliability::ReadUnits(*opened.storage, kUnits);
+        EXPECT_EQ(units.size(), direct.size());
+        const std::size_t common = std::min(units.size(), direct.size());
+        EXPECT_EQ(std::memcmp(units.data(), direct.data(), common * kUnit), 0);
+        // A view of the same range ends there too.
+        const uint64_t from = kBlock / kUnit - 1000;
+        RawData view = opened.storage->Request(from, 2000);
+        ASSERT_EQ(view.Count(), direct.size() - from);
+        EXPECT_EQ(std::memcmp(view.Ptr(), direct.data() + from, view.Count() * kUnit), 0);
+        loaded.Close(opened);
+    });
+}
+
 // The lengths at which a version-1 file is cut: 0..128, and the ends of the map and of
 // each block, with one byte either side.
 std::vector<uint64_t> CutLengths(uint64_t length) {
