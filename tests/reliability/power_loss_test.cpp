@@ -7,7 +7,7 @@
 //   writes), and that plus any single later write (the disk kept one of them, out of
 //   order);
 // - for every header write, each prefix of its bytes on top of all that came before (a
-//   torn header).
+//   torn header), and for every other write its first half.
 // Every reopen must succeed. A file whose header reached the disk whole opens as
 // version 1 and holds a prefix of the units written; only a torn header gives raw data.
 
@@ -78,6 +78,11 @@ public:
                 }
                 headers_.insert(HeadOf(Bytes(record.data)));
             }
+            if (record.change == FileChange::Write && !IsHeaderWrite(record) && record.data.size() > 1) {
+                DiskImage torn = all;
+                torn.Apply(record, record.data.size() / 2);
+                Check(torn, Kind::TornWrite);
+            }
             all.Apply(record);
             Check(all, Kind::Ordered);
             if (record.change == FileChange::Sync) {
@@ -110,7 +115,7 @@ public:
     std::size_t raw() const { return raw_; }
 
 private:
-    enum class Kind { Ordered, Durable, OneLater, Torn };
+    enum class Kind { Ordered, Durable, OneLater, Torn, TornWrite };
 
     static const char* Name(Kind kind) {
         switch (kind) {
@@ -118,6 +123,7 @@ private:
         case Kind::Durable: return "the last flush";
         case Kind::OneLater: return "the last flush and one later change";
         case Kind::Torn: return "a torn header";
+        case Kind::TornWrite: return "all changes before the cut and half of the next write";
         }
         return "";
     }
@@ -216,12 +222,13 @@ struct Scenario {
         for (int i = 0; i < 3; ++i) storage->Sync();
     }
 
-    // The log; the storage and its file go.
+    // The log; the storage and its file go. The recorder stops last, when no storage is
+    // left that a timer pass could be syncing.
     std::vector<FileChangeRecord> Finish() {
-        recorder->Stop();
         std::vector<FileChangeRecord> log = recorder->Log("/" + dynamic_cast<IFileCache&>(*channel).GetId());
         storage.reset();
         channel.reset();
+        recorder->Stop();
         return log;
     }
 };
