@@ -297,11 +297,16 @@ void ProxyV1::WriteHeader() {
     if (f.file->Seek(static_cast<int64_t>(table_offset_), Tessel::CFile::SeekBegin) !=
         static_cast<int64_t>(table_offset_))
         return;
+    bool whole = true;
     for (auto& [number, table] : tables_) {
-        f.file->Write(table.buffer.data(), table.bytes);
+        if (f.file->Write(table.buffer.data(), table.bytes) != static_cast<int64_t>(table.bytes)) {
+            whole = false;
+            continue;
+        }
         table.dirty = false;
     }
-    f.file->Flush();
+    // A map that did not reach the disk whole keeps the previous header there.
+    if (!whole || !f.file->Flush()) return;
     WriteHeaderImage(*f.file);
 }
 

@@ -11,6 +11,7 @@
 // Every reopen must succeed. A file whose header reached the disk whole opens as
 // version 1 and holds a prefix of the units written; only a torn header gives raw data.
 
+#include "host/file_faults.h"
 #include "host/project_file_manager.h"
 #include "reliability/deadline.h"
 #include "reliability/loaded_file.h"
@@ -24,6 +25,8 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <set>
 #include <string>
 #include <vector>
@@ -272,6 +275,48 @@ TEST(PowerLoss, EveryCutAroundAClearReopensWithAPrefixOfOneGeneration) {
     check.RunAllCuts();
     std::printf("[ power loss ] %zu changes, %zu files opened: %zu version 1, %zu raw\n", log.size(), check.states(),
                 check.version1(), check.raw());
+}
+
+// A flush whose map write fails leaves the header of the flush before on disk: the file
+// reopens with that extent and its units, not with blocks that its map on disk lacks.
+TEST(PowerLoss, AFlushWhoseMapWriteFailsKeepsThePreviousHeader) {
+    std::shared_ptr<IDeviceChannel> channel = CreateLocalFileCache(1);
+    auto& file = dynamic_cast<IFileCache&>(*channel);
+    constexpr uint64_t kFirst = 300000, kSecond = 200000;  // the second write needs a new block
+    std::vector<uint32_t> units(kFirst + kSecond);
+    for (uint64_t i = 0; i < units.size(); ++i) units[i] = Value(0, i);
+    ASSERT_EQ(channel->Write(units.data(), kFirst * kUnit, 0), static_cast<int64_t>(kFirst * kUnit));
+    file.Flush();
+    ASSERT_EQ(channel->Write(units.data() + kFirst, kSecond * kUnit, kFirst * kUnit),
+              static_cast<int64_t>(kSecond * kUnit));
+    int writes = 0;
+    Tessel::SetFileFaultHook([&](Tessel::FileOperation operation, const std::string& path) {
+        return operation == Tessel::FileOperation::Write && path.ends_with(file.GetId()) && ++writes == 1;
+    });
+    file.Flush();  // the map fails, the header would go
+    Tessel::SetFileFaultHook({});
+    ASSERT_GE(writes, 1);
+
+    const std::string path = ProjectFileManager::instance().GetProjectFolder() + "/" + file.GetId();
+    std::ifstream in(path, std::ios::binary);
+    const Bytes disk((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    LoadedFile loaded("failed_map.wsc");
+    loaded.Set(disk);
+    LoadedFile::Opened opened = loaded.Open(kUnit);
+    ASSERT_EQ(opened.version, 1);
+    ASSERT_EQ(opened.storage->Count(), kFirst);
+    const std::vector<uint32_t> back = reliability::ReadUnits(*opened.storage, kFirst);
+    ASSERT_EQ(back.size(), kFirst);
+    EXPECT_EQ(std::memcmp(back.data(), units.data(), kFirst * kUnit), 0);
+    loaded.Close(opened);
+
+    // The next flush that goes through brings the whole extent.
+    file.Flush();
+    std::ifstream again(path, std::ios::binary);
+    loaded.Set(Bytes((std::istreambuf_iterator<char>(again)), std::istreambuf_iterator<char>()));
+    opened = loaded.Open(kUnit);
+    EXPECT_EQ(opened.storage->Count(), kFirst + kSecond);
+    loaded.Close(opened);
 }
 
 }  // namespace
