@@ -543,8 +543,15 @@ void CStorage::PeriodicSync() {
             break;
         }
         BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kRead);
+        const int32_t state = handle->state.load();
+        if (state == __internal::kSyncQueued || state == __internal::kSyncing) {
+            // A sync service has yet to write this block. A write further on would move
+            // the file's end, and the flush below make durable an extent over a block
+            // that the disk lacks: the pass ends here, and a later one goes on.
+            break;
+        }
         handle.SetMode(BlockHandle::kSync);
-        if (handle->state.load() == __internal::kDirty) {
+        if (state == __internal::kDirty) {
             handle->SetState(__internal::kSyncQueued);
             handle->SetState(__internal::kSyncing);
             const uint32_t length = handle->length;

@@ -126,11 +126,11 @@ TEST_F(MalformedFile, EveryHeaderBitFlippedGivesRawDataOfTheWholeFileSilently) {
     testing_support::LogCapture log;
     int flips = 0;
     for (std::size_t bit = 0; bit < FileHeader::kSize * 8 && !HasFailure(); ++bit) {
-        SCOPED_TRACE(::testing::Message() << "bit " << bit % 8 << " of byte " << bit / 8);
+        const std::string what = "bit " + std::to_string(bit % 8) + " of byte " + std::to_string(bit / 8);
         Bytes head(file.begin(), file.begin() + FileHeader::kSize);
         head[bit / 8] ^= static_cast<unsigned char>(1u << (bit % 8));
         loaded.Set(file, head);
-        reliability::RunWithinDeadline("open with a flipped header bit", [&] {
+        reliability::RunWithinDeadline(what, [&] {
             LoadedFile::Opened opened = loaded.Open(kUnit);
             EXPECT_EQ(opened.version, 0);
             CStorage& storage = *opened.storage;
@@ -162,12 +162,12 @@ TEST_F(MalformedFile, HeaderBitsFlippedUnderAMatchingDigestOpenAsTheLayoutSays) 
     int version1 = 0, raw = 0;
     std::set<std::size_t> opened_as_version1;  // bytes whose flips still open as version 1
     for (std::size_t bit = 0; bit < FileHeader::kDigestOffset * 8 && !HasFailure(); ++bit) {
-        SCOPED_TRACE(::testing::Message() << "bit " << bit % 8 << " of byte " << bit / 8);
+        const std::string what = "bit " + std::to_string(bit % 8) + " of byte " + std::to_string(bit / 8);
         Bytes head(file.begin(), file.begin() + FileHeader::kSize);
         head[bit / 8] ^= static_cast<unsigned char>(1u << (bit % 8));
         Vellum::MD5::GetBinaryMD5(head.data(), FileHeader::kDigestOffset, head.data() + FileHeader::kDigestOffset);
         loaded.Set(file, head);
-        reliability::RunWithinDeadline("open with a flipped bit and a matching digest", [&] {
+        reliability::RunWithinDeadline(what + ", digest matching", [&] {
             testing_support::LogCapture log;
             LoadedFile::Opened opened = loaded.Open(kUnit);
             CStorage& storage = *opened.storage;
@@ -257,10 +257,10 @@ TEST_F(MalformedFile, VersionOneFileCutShortKeepsWhatIsLeft) {
     const std::vector<uint64_t> cuts = CutLengths(file.size());
     for (uint64_t length : cuts) {
         if (HasFailure()) break;
-        SCOPED_TRACE(::testing::Message() << "cut to " << length << " bytes");
+        const std::string what = "cut to " + std::to_string(length) + " bytes";
         const Bytes cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length));
         loaded.Set(cut);
-        reliability::RunWithinDeadline("open a cut file", [&] {
+        reliability::RunWithinDeadline(what, [&] {
             LoadedFile::Opened opened = loaded.Open(kUnit);
             if (length < kDataOffset) {
                 // No whole header and map: raw data of what there is.
@@ -288,9 +288,9 @@ TEST_F(MalformedFile, RawFileCutShortKeepsWhatIsLeft) {
         for (uint64_t n : {edge - 1, edge, edge + 1}) cuts.insert(n);
     for (uint64_t length : cuts) {
         if (HasFailure()) break;
-        SCOPED_TRACE(::testing::Message() << "cut to " << length << " bytes");
+        const std::string what = "cut to " + std::to_string(length) + " bytes";
         loaded.Set(Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length)));
-        reliability::RunWithinDeadline("open a cut raw file", [&] {
+        reliability::RunWithinDeadline(what + " (raw)", [&] {
             LoadedFile::Opened opened = loaded.Open(kUnit);
             EXPECT_EQ(opened.version, 0);
             EXPECT_EQ(opened.storage->Count(), length / kUnit);

@@ -19,10 +19,14 @@
 #include "storage/device_channels.h"
 #include "storage/file_proxy.h"
 #include "storage/memory_pool.h"
+#include "storage/storage_sync_manager.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 #include <array>
 #include <cstring>
 #include <fstream>
@@ -135,12 +139,13 @@ private:
     void Check(const DiskImage& disk, Kind kind, const Bytes& head = {}) {
         const Bytes& image = disk.Bytes();
         ++states_;
-        SCOPED_TRACE(::testing::Message() << "cut after change " << cut_ << " of " << log_.size() << ", " << Name(kind)
-                                          << ", file of " << image.size() << " bytes");
+        const std::string what = (::testing::Message() << "cut after change " << cut_ << " of " << log_.size() << ", "
+                                                       << Name(kind) << ", file of " << image.size() << " bytes")
+                                     .GetString();
         file_.Set(image, head);
         Bytes first = HeadOf(image);
         std::copy(head.begin(), head.end(), first.begin());
-        reliability::RunWithinDeadline("reopen after a power loss", [&] {
+        reliability::RunWithinDeadline(what, [&] {
             LoadedFile::Opened opened = file_.Open(kUnit);
             ASSERT_TRUE(opened.channel);
             const bool whole_header = first.size() == FileHeader::kSize && headers_.count(first) != 0;
@@ -317,6 +322,96 @@ TEST(PowerLoss, AFlushWhoseMapWriteFailsKeepsThePreviousHeader) {
     opened = loaded.Open(kUnit);
     EXPECT_EQ(opened.storage->Count(), kFirst + kSecond);
     loaded.Close(opened);
+}
+
+// A managed file whose writes from other threads than the test's (the sync services')
+// wait until released, so that a periodic pass can run while blocks are queued.
+class HeldBackgroundWrites final : public IFileCache {
+public:
+    explicit HeldBackgroundWrites(std::shared_ptr<IDeviceChannel> inner)
+        : inner_(std::move(inner)), file_(dynamic_cast<IFileCache&>(*inner_)), owner_(std::this_thread::get_id()) {}
+
+    void Release() {
+        std::lock_guard lock(mutex_);
+        held_ = false;
+        changed_.notify_all();
+    }
+    void WaitUntilHolding() {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return waiting_ > 0; });
+    }
+
+    int Type() const override { return inner_->Type(); }
+    int64_t Read(void* buffer, uint64_t bytes, uint64_t offset) override { return inner_->Read(buffer, bytes, offset); }
+    uint64_t Size() override { return inner_->Size(); }
+    int64_t Write(const void* buffer, uint64_t bytes, uint64_t offset) override {
+        if (std::this_thread::get_id() != owner_) {
+            std::unique_lock lock(mutex_);
+            ++waiting_;
+            changed_.notify_all();
+            changed_.wait(lock, [&] { return !held_; });
+            --waiting_;
+        }
+        return inner_->Write(buffer, bytes, offset);
+    }
+    std::string Description() override { return "Held"; }
+    std::string GetId() override { return file_.GetId(); }
+    void Clear() override { file_.Clear(); }
+    void SetKeep(bool keep) override { file_.SetKeep(keep); }
+    void SetFileReady(uint64_t ready) override { file_.SetFileReady(ready); }
+    bool IsValid() override { return file_.IsValid(); }
+    void Flush() override { file_.Flush(); }
+    bool Trim(uint64_t bytes) override { return file_.Trim(bytes); }
+    void SetSizeLimit(uint64_t bytes) override { file_.SetSizeLimit(bytes); }
+
+private:
+    std::shared_ptr<IDeviceChannel> inner_;
+    IFileCache& file_;
+    std::thread::id owner_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool held_ = true;
+    int waiting_ = 0;
+};
+
+Bytes DiskBytes(const std::string& id) {
+    std::ifstream in(ProjectFileManager::instance().GetProjectFolder() + "/" + id, std::ios::binary);
+    return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+}
+
+// A periodic pass while full blocks wait for their sync service: the header it flushes
+// must not describe the partial tail it could write, past blocks that are not on disk.
+TEST(PowerLoss, APeriodicPassDoesNotFlushAnExtentPastQueuedBlocks) {
+    auto held = std::make_shared<HeldBackgroundWrites>(CreateLocalFileCache(1));
+    const uint64_t block_units = CMemoryManager::GetAtomSize() / kUnit;
+    const uint64_t count = 2 * block_units + block_units / 2;  // two full blocks and a half
+    std::vector<uint32_t> units(count);
+    for (uint64_t i = 0; i < count; ++i) units[i] = Value(0, i);
+    LoadedFile loaded("queued_blocks.wsc");
+    {
+        CStorage storage(held, static_cast<uint32_t>(kUnit));
+        ASSERT_EQ(storage.Write(units.data(), count), count);  // blocks 0 and 1 are queued
+        held->WaitUntilHolding();
+        __internal::StorageSyncManager::Instance().SyncAll();
+
+        // A power loss now: whatever the file holds is a prefix of the units.
+        loaded.Set(DiskBytes(held->GetId()));
+        LoadedFile::Opened opened = loaded.Open(kUnit);
+        EXPECT_EQ(opened.version, 1);
+        const uint64_t kept = opened.storage->Count();
+        const std::vector<uint32_t> back = reliability::ReadUnits(*opened.storage, kept);
+        ASSERT_EQ(back.size(), kept);
+        EXPECT_TRUE(std::equal(back.begin(), back.end(), units.begin())) << kept << " units kept";
+        loaded.Close(opened);
+
+        held->Release();
+        storage.Sync();
+        loaded.Set(DiskBytes(held->GetId()));
+        opened = loaded.Open(kUnit);
+        EXPECT_EQ(opened.storage->Count(), count);
+        EXPECT_EQ(reliability::ReadUnits(*opened.storage, count), units);
+        loaded.Close(opened);
+    }
 }
 
 }  // namespace
