@@ -531,7 +531,8 @@ void CStorage::PeriodicSync() {
     bool idle = false;
     if (!sync_busy_.compare_exchange_strong(idle, true)) return;  // a pass is running already
     BlockCache& cache = BlockCache::Instance();
-    bool wrote = false;
+    const std::shared_ptr<SyncControlBlock> control = Control();
+    bool wrote = false, behind_service = false;
     const uint64_t last_block = size_ == 0 ? 0 : (size_ - 1) / units_per_block;
     for (uint64_t block = synced_ / units_per_block;; ++block) {
         std::lock_guard lock(cache.Mutex());
@@ -544,10 +545,14 @@ void CStorage::PeriodicSync() {
         }
         BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kRead);
         const int32_t state = handle->state.load();
-        if (state == __internal::kSyncQueued || state == __internal::kSyncing) {
-            // A sync service has yet to write this block. A write further on would move
-            // the file's end, and the flush below make durable an extent over a block
-            // that the disk lacks: the pass ends here, and a later one goes on.
+        // A block that a sync service has yet to write: queued, or being written while
+        // writes are pending (once none is, the write is done and only its release is
+        // behind). A write further on would move the file's end, and the flush below make
+        // durable an extent over a block that the disk lacks: the pass ends here, and a
+        // later one goes on. The flush still runs: the service's writes before this block
+        // have moved the end meanwhile, over blocks that are all written.
+        if (state == __internal::kSyncQueued || (state == __internal::kSyncing && control->pending > 0)) {
+            behind_service = true;
             break;
         }
         handle.SetMode(BlockHandle::kSync);
@@ -572,7 +577,7 @@ void CStorage::PeriodicSync() {
         synced_ = block != 0 ? units_per_block * (block - 1) + length_units : length_units;
     }
     sync_busy_ = false;
-    if (wrote) {
+    if (wrote || behind_service) {
         if (auto* file = dynamic_cast<IFileCache*>(channel_.get())) file->Flush();
     }
 }
