@@ -9,7 +9,8 @@
 // - for every header write, each prefix of its bytes on top of all that came before (a
 //   torn header), and for every other write its first half.
 // Every reopen must succeed. A file whose header reached the disk whole opens as
-// version 1 and holds a prefix of the units written; only a torn header gives raw data.
+// version 1 and holds a prefix of the units written; only a torn header gives raw data,
+// besides a file whose first header never reached the disk (no unit was written yet).
 
 #include "host/file_faults.h"
 #include "host/project_file_manager.h"
