@@ -1,6 +1,7 @@
 #include "host/file.h"
 
 #include "host/file_faults.h"
+#include "host/file_observer.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -77,6 +78,7 @@ bool CFile::SetLength(uint64_t length) {
     do {
         rc = ::ftruncate(fd_, static_cast<off_t>(length));
     } while (rc != 0 && errno == EINTR);
+    if (rc == 0) NotifyFileChange(path_, FileChange::Resize, length, nullptr, 0);
     return rc == 0;
 }
 
@@ -126,17 +128,21 @@ int64_t CFile::Write(const void* buffer, uint64_t bytes) {
         return -1;
     }
     const auto* in = static_cast<const char*>(buffer);
+    const int64_t at = FileChangeObserved() ? GetPosition() : -1;
     uint64_t done = 0;
+    bool failed = false;
     while (done < bytes) {
         const ssize_t n = ::write(fd_, in + done, bytes - done);
         if (n < 0) {
             if (errno == EINTR) continue;
-            return done > 0 ? static_cast<int64_t>(done) : -1;
+            failed = true;
+            break;
         }
         if (n == 0) break;
         done += static_cast<uint64_t>(n);
     }
-    return static_cast<int64_t>(done);
+    if (done > 0 && at >= 0) NotifyFileChange(path_, FileChange::Write, static_cast<uint64_t>(at), in, done);
+    return failed && done == 0 ? -1 : static_cast<int64_t>(done);
 }
 
 namespace {
@@ -199,8 +205,19 @@ int64_t CFile::WriteAt(const iovec* pieces, int count, uint64_t offset) {
         return -1;
     }
     const int fd = fd_;
-    return TransferAt(pieces, count, offset,
-                      [fd](const iovec* p, int n, off_t at) { return ::pwritev(fd, p, n, at); });
+    const int64_t done =
+        TransferAt(pieces, count, offset, [fd](const iovec* p, int n, off_t at) { return ::pwritev(fd, p, n, at); });
+    if (done > 0 && FileChangeObserved()) {
+        // One change per piece, for the bytes that went.
+        uint64_t left = static_cast<uint64_t>(done), at = offset;
+        for (int i = 0; i < count && left > 0; ++i) {
+            const uint64_t n = std::min<uint64_t>(pieces[i].iov_len, left);
+            NotifyFileChange(path_, FileChange::Write, at, pieces[i].iov_base, n);
+            at += n;
+            left -= n;
+        }
+    }
+    return done;
 }
 
 bool CFile::Flush() {
@@ -210,7 +227,9 @@ bool CFile::Flush() {
         errno = EIO;
         return false;
     }
-    return ::fdatasync(fd_) == 0;
+    if (::fdatasync(fd_) != 0) return false;
+    NotifyFileChange(path_, FileChange::Sync, 0, nullptr, 0);
+    return true;
 }
 
 }  // namespace Tessel

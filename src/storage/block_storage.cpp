@@ -337,6 +337,13 @@ uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
         if (n == 0) return done;
         std::memcpy(out + unit_size_ * done, handle->data + unit_size_ * offset, unit_size_ * n);
         done += n;
+        // A block that came back short of its full length before the end, while its
+        // channel goes on past it (a gap in a file's map), ends the read: the next
+        // block's units belong further on and must not take the place of the missing
+        // ones. Where the channel itself ends, the next load finds that and cuts the size.
+        if (offset + n < units_per_block && done < count && abs + done < size_ &&
+            (!channel_ || channel_->Size() > UsableBlockBytes() * (block + 1)))
+            break;
         ++block;
         offset = 0;
     }
@@ -481,6 +488,8 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
         std::shared_ptr<CacheBlock> block = cache.Find(Key(b));
         const CacheBlock& previous = *blocks.back();
         if (!block || block->memory != previous.memory) break;
+        // Units after a block that is short of its full length don't continue it.
+        if (previous.length < UsableBlockBytes()) break;
         if (b < end && block->data != previous.data + previous.capacity) break;
         blocks.push_back(block);
         units += block->length / unit_size_;
@@ -522,7 +531,8 @@ void CStorage::PeriodicSync() {
     bool idle = false;
     if (!sync_busy_.compare_exchange_strong(idle, true)) return;  // a pass is running already
     BlockCache& cache = BlockCache::Instance();
-    bool wrote = false;
+    const std::shared_ptr<SyncControlBlock> control = Control();
+    bool wrote = false, behind_service = false;
     const uint64_t last_block = size_ == 0 ? 0 : (size_ - 1) / units_per_block;
     for (uint64_t block = synced_ / units_per_block;; ++block) {
         std::lock_guard lock(cache.Mutex());
@@ -534,8 +544,19 @@ void CStorage::PeriodicSync() {
             break;
         }
         BlockHandle handle = cache.Acquire(Key(block), BlockHandle::kRead);
+        const int32_t state = handle->state.load();
+        // A block that a sync service has yet to write: queued, or being written while
+        // writes are pending (once none is, the write is done and only its release is
+        // behind). A write further on would move the file's end, and the flush below make
+        // durable an extent over a block that the disk lacks: the pass ends here, and a
+        // later one goes on. The flush still runs: the service's writes before this block
+        // have moved the end meanwhile, over blocks that are all written.
+        if (state == __internal::kSyncQueued || (state == __internal::kSyncing && control->pending > 0)) {
+            behind_service = true;
+            break;
+        }
         handle.SetMode(BlockHandle::kSync);
-        if (handle->state.load() == __internal::kDirty) {
+        if (state == __internal::kDirty) {
             handle->SetState(__internal::kSyncQueued);
             handle->SetState(__internal::kSyncing);
             const uint32_t length = handle->length;
@@ -556,7 +577,7 @@ void CStorage::PeriodicSync() {
         synced_ = block != 0 ? units_per_block * (block - 1) + length_units : length_units;
     }
     sync_busy_ = false;
-    if (wrote) {
+    if (wrote || behind_service) {
         if (auto* file = dynamic_cast<IFileCache*>(channel_.get())) file->Flush();
     }
 }

@@ -290,13 +290,31 @@ void ProxyV1::LoadTables(bool force) {
 void ProxyV1::WriteHeader() {
     OpenFile f{file_};
     if (!f) return;
-    Vellum::MD5::GetBinaryMD5(header_.data(), FileHeader::kDigestOffset, header_.data() + FileHeader::kDigestOffset);
-    if (f.file->Seek(0, Tessel::CFile::SeekBegin) != 0) return;
-    f.file->Write(header_.data(), header_.size());
+    // The data and the map go to disk first and the header last, each made durable before
+    // the next step: so a header on disk never describes blocks that the disk lacks, and
+    // a power loss at any point leaves the previous header whole, the new one, or a torn
+    // one (which opens as raw data).
+    if (f.file->Seek(static_cast<int64_t>(table_offset_), Tessel::CFile::SeekBegin) !=
+        static_cast<int64_t>(table_offset_))
+        return;
+    bool whole = true;
     for (auto& [number, table] : tables_) {
-        f.file->Write(table.buffer.data(), table.bytes);
+        if (f.file->Write(table.buffer.data(), table.bytes) != static_cast<int64_t>(table.bytes)) {
+            whole = false;
+            continue;
+        }
         table.dirty = false;
     }
+    // A map that did not reach the disk whole keeps the previous header there.
+    if (!whole || !f.file->Flush()) return;
+    WriteHeaderImage(*f.file);
+}
+
+void ProxyV1::WriteHeaderImage(Tessel::CFile& file) {
+    Vellum::MD5::GetBinaryMD5(header_.data(), FileHeader::kDigestOffset, header_.data() + FileHeader::kDigestOffset);
+    if (file.Seek(0, Tessel::CFile::SeekBegin) != 0) return;
+    file.Write(header_.data(), header_.size());
+    file.Flush();
 }
 
 std::optional<ProxyV1::Place> ProxyV1::Locate(uint64_t pos) {
@@ -521,7 +539,12 @@ void ProxyV1::Clear() {
     SetField(kTailBlockAt, 0);
     SetField(kHeadOffsetAt, 0);
     SetField(kTailFillAt, 0);
-    if (OpenFile f{file_}) f.file->SetLength(data_offset_);
+    if (OpenFile f{file_}) {
+        // The empty extent reaches the disk before the data and the map go: an old header
+        // left by a power loss would describe blocks that are cut off or unmapped.
+        WriteHeaderImage(*f.file);
+        f.file->SetLength(data_offset_);
+    }
     LoadTables(true);
 }
 

@@ -22,6 +22,10 @@
 //   memory whole). The tail fill may equal the block size, as every write that ends on a
 //   block boundary leaves it. A version field other than 1 opens as raw data.
 // - A logical block beyond the map throws std::out_of_range, from reads and writes alike.
+// - Flush writes the map, makes data and map durable, then writes the header and makes
+//   it durable; a map that fails to go keeps the old header. Clear makes the empty header
+//   durable before it cuts the data. So the header on disk never describes blocks that
+//   the disk lacks, whenever the power goes.
 // - A version 1 proxy that can't be set up (its file is gone when it is made, or the
 //   layout asked for is unusable) stays inert: reads, writes and Trim do nothing and
 //   Size is 0. Init reports this with false.
@@ -161,7 +165,10 @@ private:
     uint32_t BlockSize() const;
     bool SetLayout();
     void LoadTables(bool force);
+    // Map, then header, each made durable.
     void WriteHeader();
+    // The header alone, with its digest, made durable.
+    void WriteHeaderImage(Tessel::CFile& file);
     // Throws std::out_of_range beyond the map; nullopt if a new block can't be allocated.
     std::optional<Place> Locate(uint64_t pos);
 
