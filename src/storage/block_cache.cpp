@@ -134,10 +134,7 @@ BlockHandle BlockCache::Acquire(uint64_t key, BlockHandle::Mode mode, bool* foun
     }
     if (found) *found = false;
 
-    // Fullness in tenths; a pool that went past its maximum counts as full.
-    const float usage = CMemoryManager::GetMaxUsage();
-    const unsigned tenth = usage >= 1.0f ? 10u : static_cast<unsigned>(static_cast<int>(usage * 100) / 10);
-    if (oldest_ != nullptr && sequence_.load() - oldest_->sequence > Threshold(tenth)) {
+    if (RecycleDue()) {
         std::shared_ptr<CacheBlock> block = oldest_->block;
         if (block->state.load() != kClean) CacheInvariantBroken("recycled block is not clean");
         Unlink(oldest_);
@@ -163,6 +160,15 @@ BlockHandle BlockCache::Acquire(uint64_t key, BlockHandle::Mode mode, bool* foun
     block->SetState(kEmpty);
     Enter(key, block);
     return BlockHandle(block, mode);
+}
+
+bool BlockCache::RecycleDue() {
+    std::lock_guard lock(mutex_);
+    if (oldest_ == nullptr) return false;
+    // Fullness in tenths; a pool that went past its maximum counts as full.
+    const float usage = CMemoryManager::GetMaxUsage();
+    const unsigned tenth = usage >= 1.0f ? 10u : static_cast<unsigned>(static_cast<int>(usage * 100) / 10);
+    return sequence_.load() - oldest_->sequence > Threshold(tenth);
 }
 
 BlockHandle BlockCache::AcquireCached(uint64_t key, BlockHandle::Mode mode) {

@@ -90,6 +90,10 @@ public:
     // Removes one pin; a block with data whose last pin went enters the recycle list.
     void Unpin(const std::shared_ptr<CacheBlock>& block);
 
+    // Whether a block for a new key would be a recycled one now, not fresh memory: loading
+    // a block then pushes an older one out of the cache.
+    bool RecycleDue();
+
     // The recycle threshold for a pool fullness given in tenths (0 to 10).
     uint64_t Threshold(unsigned tenth) const { return thresholds_[tenth > 10 ? 10 : tenth]; }
     std::size_t RecycleListLength();

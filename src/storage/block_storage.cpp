@@ -26,21 +26,39 @@ namespace {
 
 std::atomic<uint32_t> g_next_storage_id{0};
 std::atomic<unsigned int> g_pending_limit{2};
+std::atomic<CStorage::UncachedReads> g_uncached_reads{CStorage::UncachedReads::kWhileRecycling};
+std::atomic<bool> g_reload_at_full_pool{false};
 
 uint64_t AtomSize() { return CMemoryManager::GetAtomSize(); }
 
 // Atoms of one pool expansion: the longest contiguous reload is half of it.
 uint64_t ExpansionAtoms() { return CMemoryManager::GetPoolExpandSize() / AtomSize(); }
 
+// Atoms that the pool can still give before it reaches its maximum.
+uint64_t PoolRoomAtoms() {
+    const double max_atoms = static_cast<double>(CMemoryManager::GetMaxPoolSize() / AtomSize());
+    const double used = static_cast<double>(CMemoryManager::GetMaxUsage()) * max_atoms;
+    return used >= max_atoms ? 0 : static_cast<uint64_t>(max_atoms - used + 0.5);
+}
+
 // The longest run of blocks that one vectored read loads, and how far a sequential
 // reader reads ahead.
 constexpr uint64_t kMaxRunBlocks = 64;
 constexpr uint64_t kReadAheadBlocks = 8;
+// Pool fullness from which the cache reuses its oldest block for every new one, and
+// from which it recycles all but the newest blocks.
+constexpr float kPoolFull = 0.9f;
+constexpr float kPoolRecycling = 0.8f;
+// The most blocks that one uncached read copies with the cache mutex held.
+constexpr uint64_t kMaxUncachedBlocks = 256;
 
 }  // namespace
 
 void CStorage::SetPendingLimit(unsigned int limit) { g_pending_limit = limit == 0 ? 1 : limit; }
 unsigned int CStorage::PendingLimit() { return g_pending_limit; }
+void CStorage::SetUncachedReads(UncachedReads mode) { g_uncached_reads = mode; }
+CStorage::UncachedReads CStorage::GetUncachedReads() { return g_uncached_reads; }
+void CStorage::SetReloadAtFullPool(bool reload) { g_reload_at_full_pool = reload; }
 
 CStorage::CStorage(std::shared_ptr<IDeviceChannel> channel, uint32_t unit_size)
     : id_(g_next_storage_id++), unit_size_(unit_size), control_(std::make_shared<SyncControlBlock>(nullptr, id_ % __internal::StorageSyncManager::kServices)) {
@@ -289,6 +307,30 @@ uint64_t CStorage::LoadRun(uint64_t first, uint64_t last) {
     return loaded;
 }
 
+uint64_t CStorage::ReadUncached(uint64_t from, uint64_t to, unsigned char* out) {
+    if (!channel_ || to <= from) return 0;
+    BlockCache& cache = BlockCache::Instance();
+    const uint64_t units_per_block = BlockUnits();
+    // Unit u lies at byte unit size x u of the channel, whatever the block geometry.
+    const uint64_t channel_units = channel_->Size() / unit_size_;
+    const uint64_t first = from / units_per_block;
+    uint64_t end = first;
+    while (end - first < kMaxUncachedBlocks && units_per_block * end < to && !cache.Contains(Key(end))) ++end;
+    uint64_t stop = std::min(to, units_per_block * end);
+    // A block that the channel holds only in part is left to a load, which cuts the
+    // storage back to the channel.
+    if (channel_units < stop) stop = channel_units / units_per_block * units_per_block;
+    if (stop <= from) return 0;
+    const uint64_t bytes = unit_size_ * (stop - from);
+    int64_t got = -1;
+    try {
+        got = channel_->Read(out, bytes, unit_size_ * from);
+    } catch (const std::exception&) {
+        // The loading way reads the block again and acts on the error.
+    }
+    return got == static_cast<int64_t>(bytes) ? stop - from : 0;
+}
+
 uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
     if (unit_size_ == 0 || buffer == nullptr) return 0;
     if (!cached_) {
@@ -306,12 +348,25 @@ uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
     uint64_t done = 0;
     // A reader that goes on where it stopped gets the next blocks too, while the pool has
     // room: from 90 % fullness on every new block recycles an old one.
-    const bool read_ahead = next_read_.load(std::memory_order_relaxed) == abs && CMemoryManager::GetMaxUsage() < 0.9f;
+    const bool read_ahead = next_read_.load(std::memory_order_relaxed) == abs && CMemoryManager::GetMaxUsage() < kPoolFull;
+    const UncachedReads uncached = g_uncached_reads;
+    const bool read_uncached = uncached == UncachedReads::kAlways ||
+                               (uncached == UncachedReads::kWhileRecycling && cache.RecycleDue());
     while (done < count) {
         std::unique_lock lock(cache.Mutex());
         const uint64_t size = size_;
         if (done + abs >= size) break;
         BlockHandle handle = cache.AcquireCached(Key(block), BlockHandle::kRead);
+        if (!handle.Block() && read_uncached) {
+            const uint64_t copied =
+                ReadUncached(abs + done, std::min(abs + count, size), out + unit_size_ * done);
+            if (copied > 0) {
+                done += copied;
+                block = (abs + done) / units_per_block;
+                offset = (abs + done) % units_per_block;
+                continue;
+            }
+        }
         if (!handle.Block()) {
             // The blocks that this read misses from here on come in one vectored read.
             uint64_t last = (std::min(abs + count, size) - 1) / units_per_block;
@@ -410,16 +465,33 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
         std::shared_ptr<CacheBlock> block = cache.Find(Key(b));
         return !block || (block->state.load() == __internal::kClean && block->pins.load() == 0);
     };
-    for (uint64_t b = first; b <= last; ++b) {
-        if (!replaceable(b)) {
-            last = b > first ? b - 1 : first;
-            break;
+    // From 80 % of its maximum on, the pool recycles all but its newest blocks, and a pool
+    // without room for two fresh atoms can't give a run at all (each failed try logged
+    // by the pool). A run of fresh atoms would go against the recycling there, and its
+    // first touch costs more than the read: the missing blocks come into recycled atoms
+    // with one vectored read instead, and the view covers the blocks that lie in one
+    // piece; the caller asks again for the rest.
+    const bool keep_blocks =
+        last > first && channel_ && !g_reload_at_full_pool &&
+        (PoolRoomAtoms() < 2 || (CMemoryManager::GetMaxUsage() >= kPoolRecycling && cache.RecycleDue()));
+    if (!keep_blocks) {
+        for (uint64_t b = first; b <= last; ++b) {
+            if (!replaceable(b)) {
+                last = b > first ? b - 1 : first;
+                break;
+            }
         }
     }
 
-    if (last == first) {
+    // Blocks of a contiguous reload carry a pin of the load until the view holds them.
+    std::vector<std::shared_ptr<CacheBlock>> reloaded;
+    if (keep_blocks) {
+        if (LoadRun(first, last) == 0 && !cache.Contains(Key(first))) LoadBlock(first, false);
+    } else if (last == first) {
         if (!cache.Contains(Key(first))) LoadBlock(first, false);
-    } else if (!same_memory(first, last) && channel_) {
+    } else if (same_memory(first, last)) {
+        // The span lies in one run of atoms already.
+    } else if (channel_) {
         // Reload the span into one run of atoms so that it reads as one piece.
         std::shared_ptr<CMemoryBlock> memory;
         for (;;) {
@@ -431,6 +503,9 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
             if (memory || last <= first) break;
             --last;
         }
+        // Not even one fresh atom: the first block comes as a single block does, into a
+        // recycled atom, rather than the view being null while the cache recycles.
+        if (!memory && !cache.Contains(Key(first))) LoadBlock(first, false);
         if (memory) {
             const uint64_t atoms = last - first + 1;
             const uint64_t usable = UsableBlockBytes();
@@ -455,8 +530,8 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
                 auto* data = static_cast<unsigned char*>(memory->SubUnit(static_cast<int>(j)));
                 auto fresh = std::make_shared<CacheBlock>(memory, data, static_cast<uint32_t>(AtomSize()));
                 cache.Insert(Key(block), fresh);
-                // The block keeps this pin: it stays cached until its storage drops it.
                 fresh->AddPin();
+                reloaded.push_back(fresh);
                 const uint64_t n = std::min(left, usable);
                 fresh->length = static_cast<uint32_t>(n);
                 left -= n;
@@ -465,8 +540,8 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
                 auto* data = static_cast<unsigned char*>(memory->SubUnit(static_cast<int>(j)));
                 auto fresh = std::make_shared<CacheBlock>(memory, data, static_cast<uint32_t>(AtomSize()));
                 cache.Insert(Key(block), fresh);
-                // The block keeps this pin: it stays cached until its storage drops it.
                 fresh->AddPin();
+                reloaded.push_back(fresh);
                 BlockHandle handle(fresh, BlockHandle::kWrite);
                 const bool in_channel = size_ >= units_per_block * block && channel_->Size() > UsableBlockBytes() * block;
                 if (in_channel && ReadIntoBlock(handle, block)) {
@@ -479,6 +554,16 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
     } else if (!cache.Contains(Key(first))) {
         LoadBlock(first, false);
     }
+
+    // Once the view holds its blocks, the load's pins go: reloaded blocks are recycled
+    // as any other. Kept, they would stay cached for good, and a reader moving through
+    // a long storage would pin the whole pool, leaving its writers without blocks.
+    struct LoadPins {
+        std::vector<std::shared_ptr<CacheBlock>>& blocks;
+        ~LoadPins() {
+            for (const auto& block : blocks) BlockCache::Instance().Unpin(block);
+        }
+    } load_pins{reloaded};
 
     std::shared_ptr<CacheBlock> head = cache.Find(Key(first));
     if (!head || head->length / unit_size_ <= offset) return RawData::NullData();
@@ -647,8 +732,22 @@ void CStorage::Bind(std::shared_ptr<IDeviceChannel> channel) {
         synced_ = size_.load();
         cached_ = (channel_->Features() & IDeviceChannel::kFeatureAddressable) == 0;
         if (size_ != 0 && BlockUnits() != 0) {
-            std::lock_guard lock(BlockCache::Instance().Mutex());
-            LoadBlock((size_ - 1) / BlockUnits(), true);
+            BlockCache& cache = BlockCache::Instance();
+            std::lock_guard lock(cache.Mutex());
+            const uint64_t last = (size_ - 1) / BlockUnits();
+            if (LoadBlock(last, true) == LoadResult::kLoaded) {
+                std::shared_ptr<CacheBlock> block = cache.Find(Key(last));
+                if (block && size_ % BlockUnits() != 0) {
+                    // A partial last block is the writer's tail: appends continue it, and
+                    // it goes to the sync service with the load's pin when the writer
+                    // moves on, as every tail does.
+                    tail_block_ = std::move(block);
+                    tail_key_ = Key(last);
+                } else if (block) {
+                    // A full one has nothing to continue: held, it could never be recycled.
+                    cache.Unpin(block);
+                }
+            }
         }
     }
     const std::shared_ptr<SyncControlBlock> control = Control();

@@ -30,6 +30,22 @@ public:
     static void SetPendingLimit(unsigned int limit);
     static unsigned int PendingLimit();
 
+    // Whether a Read copies blocks missing from the cache straight from the channel into
+    // the caller's buffer, without loading them: never; while the cache recycles (a
+    // loaded block would push an older one out, and the load costs a second copy through
+    // cold memory); or always. Process-wide; the answers are the same bytes either way,
+    // only what stays cached differs.
+    enum class UncachedReads { kNever, kWhileRecycling, kAlways };
+    static void SetUncachedReads(UncachedReads mode);
+    static UncachedReads GetUncachedReads();
+    // Whether a Request whose span isn't in one run of atoms still reloads it into fresh
+    // atoms when the pool is full (from 80 % of its maximum on, while the cache recycles,
+    // or without room for two atoms) (true), or takes the blocks where they lie, loading
+    // the missing ones into recycled atoms, and gives the part that is in one piece
+    // (false, the default). Views hold the same units either way; only their lengths
+    // differ.
+    static void SetReloadAtFullPool(bool reload);
+
     int Clear() override;
     std::string Persist() override;
     uint64_t Count() override;
@@ -70,6 +86,11 @@ private:
     // data or the channel, with one vectored read; gives the count loaded, 0 when fewer
     // than two such blocks follow first (LoadBlock is the way for one).
     uint64_t LoadRun(uint64_t first, uint64_t last);
+    // Copies units [from, to) straight from the channel into out, as far as they lie in
+    // blocks that are not cached, starting with the block of from; gives the units
+    // copied, 0 when the channel can't give them all (the loading way then takes over
+    // and meets what went wrong). Cache mutex held.
+    uint64_t ReadUncached(uint64_t from, uint64_t to, unsigned char* out);
     // The writer moves on to block: its remembered tail is done. Gives the handle to
     // queue for the sync service (empty when there is nothing to queue). Cache mutex held.
     __internal::BlockHandle FinishTail(uint64_t block, bool to_channel);
