@@ -45,10 +45,8 @@ uint64_t PoolRoomAtoms() {
 // reader reads ahead.
 constexpr uint64_t kMaxRunBlocks = 64;
 constexpr uint64_t kReadAheadBlocks = 8;
-// Pool fullness from which the cache reuses its oldest block for every new one, and
-// from which it recycles all but the newest blocks.
+// Pool fullness from which the cache reuses its oldest block for every new one.
 constexpr float kPoolFull = 0.9f;
-constexpr float kPoolRecycling = 0.8f;
 // The most blocks that one uncached read copies with the cache mutex held.
 constexpr uint64_t kMaxUncachedBlocks = 256;
 
@@ -465,15 +463,13 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
         std::shared_ptr<CacheBlock> block = cache.Find(Key(b));
         return !block || (block->state.load() == __internal::kClean && block->pins.load() == 0);
     };
-    // From 80 % of its maximum on, the pool recycles all but its newest blocks, and a pool
-    // without room for two fresh atoms can't give a run at all (each failed try logged
-    // by the pool). A run of fresh atoms would go against the recycling there, and its
-    // first touch costs more than the read: the missing blocks come into recycled atoms
-    // with one vectored read instead, and the view covers the blocks that lie in one
-    // piece; the caller asks again for the rest.
-    const bool keep_blocks =
-        last > first && channel_ && !g_reload_at_full_pool &&
-        (PoolRoomAtoms() < 2 || (CMemoryManager::GetMaxUsage() >= kPoolRecycling && cache.RecycleDue()));
+    // A pool from 90 % of its maximum on reuses its oldest block for every new one, and a
+    // pool without room for two fresh atoms can't give a run at all (each failed try
+    // logged by the pool): there, the missing blocks come into recycled atoms with one
+    // vectored read, and the view covers the blocks that lie in one piece; the caller
+    // asks again for the rest.
+    const bool keep_blocks = last > first && channel_ && !g_reload_at_full_pool &&
+                             (PoolRoomAtoms() < 2 || (CMemoryManager::GetMaxUsage() >= kPoolFull && cache.RecycleDue()));
     if (!keep_blocks) {
         for (uint64_t b = first; b <= last; ++b) {
             if (!replaceable(b)) {
