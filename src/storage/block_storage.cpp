@@ -45,8 +45,6 @@ uint64_t PoolRoomAtoms() {
 // reader reads ahead.
 constexpr uint64_t kMaxRunBlocks = 64;
 constexpr uint64_t kReadAheadBlocks = 8;
-// Pool fullness from which the cache reuses its oldest block for every new one.
-constexpr float kPoolFull = 0.9f;
 // The most blocks that one uncached read copies with the cache mutex held.
 constexpr uint64_t kMaxUncachedBlocks = 256;
 
@@ -346,7 +344,7 @@ uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
     uint64_t done = 0;
     // A reader that goes on where it stopped gets the next blocks too, while the pool has
     // room: from 90 % fullness on every new block recycles an old one.
-    const bool read_ahead = next_read_.load(std::memory_order_relaxed) == abs && CMemoryManager::GetMaxUsage() < kPoolFull;
+    const bool read_ahead = next_read_.load(std::memory_order_relaxed) == abs && CMemoryManager::GetMaxUsage() < 0.9f;
     const UncachedReads uncached = g_uncached_reads;
     const bool read_uncached = uncached == UncachedReads::kAlways ||
                                (uncached == UncachedReads::kWhileRecycling && cache.RecycleDue());
@@ -463,13 +461,11 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
         std::shared_ptr<CacheBlock> block = cache.Find(Key(b));
         return !block || (block->state.load() == __internal::kClean && block->pins.load() == 0);
     };
-    // A pool from 90 % of its maximum on reuses its oldest block for every new one, and a
-    // pool without room for two fresh atoms can't give a run at all (each failed try
-    // logged by the pool): there, the missing blocks come into recycled atoms with one
-    // vectored read, and the view covers the blocks that lie in one piece; the caller
+    // A pool without room for two fresh atoms can't give a run: every try would fail,
+    // each one logged by the pool. The missing blocks then come into recycled atoms with
+    // one vectored read, and the view covers the blocks that lie in one piece; the caller
     // asks again for the rest.
-    const bool keep_blocks = last > first && channel_ && !g_reload_at_full_pool &&
-                             (PoolRoomAtoms() < 2 || (CMemoryManager::GetMaxUsage() >= kPoolFull && cache.RecycleDue()));
+    const bool keep_blocks = last > first && channel_ && !g_reload_at_full_pool && PoolRoomAtoms() < 2;
     if (!keep_blocks) {
         for (uint64_t b = first; b <= last; ++b) {
             if (!replaceable(b)) {

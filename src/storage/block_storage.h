@@ -38,12 +38,11 @@ public:
     enum class UncachedReads { kNever, kWhileRecycling, kAlways };
     static void SetUncachedReads(UncachedReads mode);
     static UncachedReads GetUncachedReads();
-    // Whether a Request whose span isn't in one run of atoms still reloads it into fresh
-    // atoms when the pool is full (from 90 % of its maximum on, while the cache recycles,
-    // or without room for two atoms) (true), or takes the blocks where they lie, loading
-    // the missing ones into recycled atoms, and gives the part that is in one piece
-    // (false, the default). Views hold the same units either way; only their lengths
-    // differ.
+    // Whether a Request whose span isn't in one run of atoms still tries to reload it into
+    // fresh atoms when the pool has no room for two (true), or takes the blocks where
+    // they lie, loading the missing ones into recycled atoms, and gives the part that is
+    // in one piece (false, the default). Views hold the same units either way; only
+    // their lengths differ.
     static void SetReloadAtFullPool(bool reload);
 
     int Clear() override;
