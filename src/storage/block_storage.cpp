@@ -230,6 +230,7 @@ bool CStorage::ReadIntoBlock(BlockHandle& handle, uint64_t block) {
         return true;
     }
     if (n < 1) return false;
+    loaded_blocks_.fetch_add(1, std::memory_order_relaxed);
     handle->length = static_cast<uint32_t>(n);
     handle.SetMode(BlockHandle::kRead);
     handle->SetState(__internal::kClean);
@@ -286,6 +287,7 @@ uint64_t CStorage::LoadRun(uint64_t first, uint64_t last) {
         left -= n;
         ++loaded;
     }
+    loaded_blocks_.fetch_add(loaded, std::memory_order_relaxed);
     return loaded;
 }
 
@@ -337,6 +339,10 @@ uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
         if (n == 0) return done;
         std::memcpy(out + unit_size_ * done, handle->data + unit_size_ * offset, unit_size_ * n);
         done += n;
+        // A read that ends within the block has reached the end of the data (or of a
+        // short block): the next block, which the writer may fill meanwhile, does not
+        // follow on from here.
+        if (offset + n < units_per_block) break;
         ++block;
         offset = 0;
     }
@@ -453,6 +459,7 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
                 const uint64_t n = std::min(left, usable);
                 fresh->length = static_cast<uint32_t>(n);
                 left -= n;
+                loaded_blocks_.fetch_add(1, std::memory_order_relaxed);
             }
             for (; j < atoms && block <= last; ++j) {
                 auto* data = static_cast<unsigned char*>(memory->SubUnit(static_cast<int>(j)));
@@ -465,7 +472,10 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
                 if (in_channel && ReadIntoBlock(handle, block)) {
                     ++block;
                 } else {
-                    handle.SetMode(BlockHandle::kRead);  // a block that can't be read leaves its atom unused
+                    // A block that can't be read leaves its atom unused, and no empty
+                    // block under its key (the writer would take it for its tail).
+                    handle.SetMode(BlockHandle::kRead);
+                    cache.Remove(Key(block));
                 }
             }
         }

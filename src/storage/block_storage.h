@@ -54,6 +54,8 @@ public:
     std::shared_ptr<IDeviceChannel> Channel() const { return channel_; }
     // Units that the periodic sync has brought to the channel.
     uint64_t Synced() const { return synced_.load(); }
+    // Blocks brought (back) from the channel into the cache so far: a statistic.
+    uint64_t LoadedBlocks() const { return loaded_blocks_.load(std::memory_order_relaxed); }
     // Writes the dirty blocks from the synced position on; run by the 500 ms timer.
     void PeriodicSync();
 
@@ -92,6 +94,7 @@ private:
     uint64_t tail_key_ = 0;
     // Where the last Read ended: a Read that starts there is sequential and reads ahead.
     std::atomic<uint64_t> next_read_{~uint64_t{0}};
+    std::atomic<uint64_t> loaded_blocks_{0};
     WriteCallback write_callback_;
     mutable std::mutex control_mutex_;
     std::shared_ptr<__internal::SyncControlBlock> control_;
