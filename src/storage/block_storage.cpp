@@ -527,10 +527,14 @@ BlockItem CStorage::GetBlock(uint64_t pos, uint64_t* offset, uint64_t* units) {
 // Syncing
 
 void CStorage::PeriodicSync() {
+    std::unique_lock pass(sync_pass_, std::try_to_lock);
+    if (!pass.owns_lock() || size_ == synced_) return;  // a pass is running already, or nothing is new
+    SyncPass();
+}
+
+void CStorage::SyncPass() {
     const uint64_t units_per_block = BlockUnits();
-    if (size_ == synced_ || !channel_ || units_per_block == 0 || !channel_->Writable()) return;
-    bool idle = false;
-    if (!sync_busy_.compare_exchange_strong(idle, true)) return;  // a pass is running already
+    if (!channel_ || units_per_block == 0 || !channel_->Writable()) return;
     BlockCache& cache = BlockCache::Instance();
     bool wrote = false;
     const uint64_t last_block = size_ == 0 ? 0 : (size_ - 1) / units_per_block;
@@ -565,7 +569,6 @@ void CStorage::PeriodicSync() {
         const uint64_t length_units = handle->length / unit_size_;
         synced_ = block != 0 ? units_per_block * (block - 1) + length_units : length_units;
     }
-    sync_busy_ = false;
     if (wrote) {
         if (auto* file = dynamic_cast<IFileCache*>(channel_.get())) file->Flush();
     }
@@ -578,8 +581,12 @@ void CStorage::WaitPending() const {
 
 int CStorage::Sync() {
     WaitPending();
+    // A pass of the timer that is under way ends first, its flush included, and this pass
+    // runs even when the synced count has caught up with the size: that pass may have
+    // counted units that the writer appended to the block while it was being written.
+    std::lock_guard pass(sync_pass_);
     std::lock_guard lock(BlockCache::Instance().Mutex());
-    PeriodicSync();
+    SyncPass();
     WaitPending();
     return 0;
 }
