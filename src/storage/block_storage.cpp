@@ -334,15 +334,15 @@ uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
         const uint64_t in_block = handle->length / unit_size_;
         // Units of this block that belong to the storage: data beyond size belongs to an
         // append that has not finished.
-        const uint64_t left = std::min(count - done, size_ - (abs + done));
+        const uint64_t to_end = size_ - (abs + done);
+        const uint64_t left = std::min(count - done, to_end);
         const uint64_t n = std::min(left, in_block > offset ? in_block - offset : 0);
         if (n == 0) return done;
         std::memcpy(out + unit_size_ * done, handle->data + unit_size_ * offset, unit_size_ * n);
         done += n;
-        // A read that ends within the block has reached the end of the data (or of a
-        // short block): the next block, which the writer may fill meanwhile, does not
-        // follow on from here.
-        if (offset + n < units_per_block) break;
+        // The read has reached the end of the data as it stood: what the writer appends
+        // meanwhile goes on in this block, not at the start of the next one.
+        if (n == to_end) break;
         ++block;
         offset = 0;
     }
