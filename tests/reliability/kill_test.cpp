@@ -183,7 +183,7 @@ TEST(KillNine, EveryKillLeavesVersion1FilesWithAllSyncedDataReadingRight) {
             fs::create_directories(root / "__old__");
             Recorder recorder(root / "__old__", random());
             // Killed half the time early, while the first blocks are written, else later.
-            const auto delay = std::chrono::milliseconds(random() % 2 ? random() % 60 : 60 + random() % 540);
+            const auto delay = std::chrono::milliseconds(random() % 2 ? random() % 40 : 40 + random() % 360);
             ASSERT_TRUE(recorder.Listen(Clock::now() + std::chrono::seconds(30), true)) << run << ": no files named";
             ASSERT_EQ(recorder.Files().size(), kStreams) << run;
             recorder.Listen(Clock::now() + delay, false);

@@ -49,7 +49,9 @@ int main(int argc, char** argv) {
     std::string files = "files";
     for (std::size_t s = 0; s < streams; ++s) {
         std::shared_ptr<IDeviceChannel> channel = CreateLocalFileCache(1);
-        files += " " + static_cast<IFileCache*>(channel.get())->GetId();
+        auto* file = dynamic_cast<IFileCache*>(channel.get());
+        if (file == nullptr) return 1;
+        files += " " + file->GetId();
         storages.push_back(std::make_unique<CStorage>(channel, static_cast<uint32_t>(reliability::kRecordedUnitSizes[s])));
     }
     Report(files);
