@@ -2,7 +2,7 @@
 // a storage on a version-1 managed file whose writes first take long and then fail (as
 // on a full disk) from half-way on. The heap never grows by more than the pool and
 // 64 MiB, the writer is held back to the disk's pace instead of running ahead, and what
-// the storage still holds reads right: the part the disk took in full, and the blocks
+// the storage still holds reads right: what the disk took in full, and the blocks
 // still cached at the end. The disk-full error is logged.
 
 #include "host/file_faults.h"
