@@ -86,7 +86,8 @@ private:
     uint32_t unit_size_;
     std::atomic<uint64_t> size_{0};
     std::atomic<uint64_t> synced_{0};
-    uint64_t start_ = 0;
+    // Always 0 here; atomic as Clear sets it while readers count.
+    std::atomic<uint64_t> start_{0};
     // Held by a pass of the periodic sync: the timer skips a storage whose pass is under
     // way, Sync waits for it to end.
     std::mutex sync_pass_;
