@@ -333,8 +333,9 @@ uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
         }
         const uint64_t in_block = handle->length / unit_size_;
         // Units of this block that belong to the storage: data beyond size belongs to an
-        // append that has not finished.
-        const uint64_t to_end = size_ - (abs + done);
+        // append that has not finished. The size is the one taken before the length: the
+        // writer sets the length first, so the block holds at least what that size says.
+        const uint64_t to_end = size - (abs + done);
         const uint64_t left = std::min(count - done, to_end);
         const uint64_t n = std::min(left, in_block > offset ? in_block - offset : 0);
         if (n == 0) return done;
