@@ -1,5 +1,5 @@
 // Resident memory of a storage fed ten times its pool against a slow disk that fills up
-// half-way: the cache file's writes first sleep 100 us each, then fail as on a full disk.
+// half-way: the cache file's writes first sleep 500 us each, then fail as on a full disk.
 // A 64 MiB pool (16 MiB expansions, 32 KiB blocks, 2 queued writes), 640 MiB appended in
 // 1 MiB batches to one storage on a version-1 cache file.
 //
@@ -62,7 +62,7 @@ void BM_TenPoolsSlowThenFullDisk(benchmark::State& state) {
     Tessel::SetFileFaultHook([&](Tessel::FileOperation op, const std::string& path) {
         if (op != Tessel::FileOperation::Write || path.find(".wsc") == std::string::npos) return false;
         if (full.load()) return true;
-        std::this_thread::sleep_for(std::chrono::microseconds(100));
+        std::this_thread::sleep_for(std::chrono::microseconds(500));
         return false;
     });
     const uint64_t batches = 10 * kPoolMiB;
