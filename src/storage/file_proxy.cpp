@@ -291,12 +291,16 @@ void ProxyV1::WriteHeader() {
     OpenFile f{file_};
     if (!f) return;
     Vellum::MD5::GetBinaryMD5(header_.data(), FileHeader::kDigestOffset, header_.data() + FileHeader::kDigestOffset);
-    if (f.file->Seek(0, Tessel::CFile::SeekBegin) != 0) return;
-    f.file->Write(header_.data(), header_.size());
+    // The map first, the header last: a process that dies in between leaves the old
+    // header, whose blocks the map still holds, and never a header whose new blocks the
+    // map on disk lacks (they would read as zeros).
+    if (f.file->Seek(static_cast<int64_t>(kTableOffset), Tessel::CFile::SeekBegin) < 0) return;
     for (auto& [number, table] : tables_) {
         f.file->Write(table.buffer.data(), table.bytes);
         table.dirty = false;
     }
+    if (f.file->Seek(0, Tessel::CFile::SeekBegin) != 0) return;
+    f.file->Write(header_.data(), header_.size());
 }
 
 std::optional<ProxyV1::Place> ProxyV1::Locate(uint64_t pos) {
