@@ -146,6 +146,7 @@ BlockHandle BlockCache::Acquire(uint64_t key, BlockHandle::Mode mode, bool* foun
         block->length = 0;
         block->SetState(kEmpty);
         Enter(key, block, std::move(index_node));
+        recycled_.fetch_add(1, std::memory_order_relaxed);
         return BlockHandle(block, mode);
     }
 

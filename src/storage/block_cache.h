@@ -97,6 +97,8 @@ public:
     // The recycle threshold for a pool fullness given in tenths (0 to 10).
     uint64_t Threshold(unsigned tenth) const { return thresholds_[tenth > 10 ? 10 : tenth]; }
     std::size_t RecycleListLength();
+    // Blocks taken from the recycle list for a new key so far: a statistic.
+    uint64_t RecycledBlocks() const { return recycled_.load(std::memory_order_relaxed); }
     std::size_t CachedBlocks();
     std::size_t CachedBlocks(uint32_t storage_id);
 
@@ -119,6 +121,7 @@ private:
     BlockTable blocks_;
     std::map<uint32_t, IndexSet> storage_index_;
     std::atomic<uint64_t> sequence_{0};
+    std::atomic<uint64_t> recycled_{0};
     std::array<uint64_t, 11> thresholds_{};
 };
 

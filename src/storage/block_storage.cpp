@@ -244,6 +244,7 @@ bool CStorage::ReadIntoBlock(BlockHandle& handle, uint64_t block) {
         return true;
     }
     if (n < 1) return false;
+    loaded_blocks_.fetch_add(1, std::memory_order_relaxed);
     handle->length = static_cast<uint32_t>(n);
     handle.SetMode(BlockHandle::kRead);
     handle->SetState(__internal::kClean);
@@ -300,6 +301,7 @@ uint64_t CStorage::LoadRun(uint64_t first, uint64_t last) {
         left -= n;
         ++loaded;
     }
+    loaded_blocks_.fetch_add(loaded, std::memory_order_relaxed);
     return loaded;
 }
 
@@ -382,12 +384,17 @@ uint64_t CStorage::Read(uint64_t pos, void* buffer, uint64_t count) {
         }
         const uint64_t in_block = handle->length / unit_size_;
         // Units of this block that belong to the storage: data beyond size belongs to an
-        // append that has not finished.
-        const uint64_t left = std::min(count - done, size_ - (abs + done));
+        // append that has not finished. The size is the one taken before the length: the
+        // writer sets the length first, so the block holds at least what that size says.
+        const uint64_t to_end = size - (abs + done);
+        const uint64_t left = std::min(count - done, to_end);
         const uint64_t n = std::min(left, in_block > offset ? in_block - offset : 0);
         if (n == 0) return done;
         std::memcpy(out + unit_size_ * done, handle->data + unit_size_ * offset, unit_size_ * n);
         done += n;
+        // The read has reached the end of the data as it stood: what the writer appends
+        // meanwhile goes on in this block, not at the start of the next one.
+        if (n == to_end) break;
         // A block that came back short of its full length before the end, while its
         // channel goes on past it (a gap in a file's map), ends the read: the next
         // block's units belong further on and must not take the place of the missing
@@ -527,6 +534,7 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
                 const uint64_t n = std::min(left, usable);
                 fresh->length = static_cast<uint32_t>(n);
                 left -= n;
+                loaded_blocks_.fetch_add(1, std::memory_order_relaxed);
             }
             for (; j < atoms && block <= last; ++j) {
                 auto* data = static_cast<unsigned char*>(memory->SubUnit(static_cast<int>(j)));
@@ -539,7 +547,10 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
                 if (in_channel && ReadIntoBlock(handle, block)) {
                     ++block;
                 } else {
-                    handle.SetMode(BlockHandle::kRead);  // a block that can't be read leaves its atom unused
+                    // A block that can't be read leaves its atom unused, and no empty
+                    // block under its key (the writer would take it for its tail).
+                    handle.SetMode(BlockHandle::kRead);
+                    cache.Remove(Key(block));
                 }
             }
         }
@@ -603,10 +614,14 @@ BlockItem CStorage::GetBlock(uint64_t pos, uint64_t* offset, uint64_t* units) {
 // Syncing
 
 void CStorage::PeriodicSync() {
+    std::unique_lock pass(sync_pass_, std::try_to_lock);
+    if (!pass.owns_lock() || size_ == synced_) return;  // a pass is running already, or nothing is new
+    SyncPass();
+}
+
+void CStorage::SyncPass() {
     const uint64_t units_per_block = BlockUnits();
-    if (size_ == synced_ || !channel_ || units_per_block == 0 || !channel_->Writable()) return;
-    bool idle = false;
-    if (!sync_busy_.compare_exchange_strong(idle, true)) return;  // a pass is running already
+    if (!channel_ || units_per_block == 0 || !channel_->Writable()) return;
     BlockCache& cache = BlockCache::Instance();
     const std::shared_ptr<SyncControlBlock> control = Control();
     bool wrote = false, behind_service = false;
@@ -653,7 +668,6 @@ void CStorage::PeriodicSync() {
         const uint64_t length_units = handle->length / unit_size_;
         synced_ = block != 0 ? units_per_block * (block - 1) + length_units : length_units;
     }
-    sync_busy_ = false;
     if (wrote || behind_service) {
         if (auto* file = dynamic_cast<IFileCache*>(channel_.get())) file->Flush();
     }
@@ -666,8 +680,12 @@ void CStorage::WaitPending() const {
 
 int CStorage::Sync() {
     WaitPending();
+    // A pass of the timer that is under way ends first, its flush included, and this pass
+    // runs even when the synced count has caught up with the size: that pass may have
+    // counted units that the writer appended to the block while it was being written.
+    std::lock_guard pass(sync_pass_);
     std::lock_guard lock(BlockCache::Instance().Mutex());
-    PeriodicSync();
+    SyncPass();
     WaitPending();
     return 0;
 }

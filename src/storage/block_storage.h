@@ -69,7 +69,10 @@ public:
     std::shared_ptr<IDeviceChannel> Channel() const { return channel_; }
     // Units that the periodic sync has brought to the channel.
     uint64_t Synced() const { return synced_.load(); }
+    // Blocks brought (back) from the channel into the cache so far: a statistic.
+    uint64_t LoadedBlocks() const { return loaded_blocks_.load(std::memory_order_relaxed); }
     // Writes the dirty blocks from the synced position on; run by the 500 ms timer.
+    // Nothing happens while another pass of this storage is under way.
     void PeriodicSync();
 
 private:
@@ -94,6 +97,8 @@ private:
     // queue for the sync service (empty when there is nothing to queue). Cache mutex held.
     __internal::BlockHandle FinishTail(uint64_t block, bool to_channel);
     void WaitPending() const;
+    // One pass of the periodic sync, its flush included; needs sync_pass_.
+    void SyncPass();
     RawData RequestCached(uint64_t abs, uint64_t count);
 
     const uint32_t id_;
@@ -101,8 +106,11 @@ private:
     uint32_t unit_size_;
     std::atomic<uint64_t> size_{0};
     std::atomic<uint64_t> synced_{0};
-    uint64_t start_ = 0;
-    std::atomic<bool> sync_busy_{false};
+    // Always 0 here; atomic as Clear sets it while readers count.
+    std::atomic<uint64_t> start_{0};
+    // Held by a pass of the periodic sync: the timer skips a storage whose pass is under
+    // way, Sync waits for it to end.
+    std::mutex sync_pass_;
     std::atomic<bool> throttle_{true};
     bool cached_ = true;
     // The block that holds the writer's extra pin, and its key: the pin is removed from
@@ -112,6 +120,7 @@ private:
     uint64_t tail_key_ = 0;
     // Where the last Read ended: a Read that starts there is sequential and reads ahead.
     std::atomic<uint64_t> next_read_{~uint64_t{0}};
+    std::atomic<uint64_t> loaded_blocks_{0};
     WriteCallback write_callback_;
     mutable std::mutex control_mutex_;
     std::shared_ptr<__internal::SyncControlBlock> control_;
