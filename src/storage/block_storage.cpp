@@ -482,8 +482,6 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
         }
     }
 
-    // Blocks of a contiguous reload carry a pin of the load until the view holds them.
-    std::vector<std::shared_ptr<CacheBlock>> reloaded;
     if (keep_blocks) {
         if (LoadRun(first, last) == 0 && !cache.Contains(Key(first))) LoadBlock(first, false);
     } else if (last == first) {
@@ -529,8 +527,10 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
                 auto* data = static_cast<unsigned char*>(memory->SubUnit(static_cast<int>(j)));
                 auto fresh = std::make_shared<CacheBlock>(memory, data, static_cast<uint32_t>(AtomSize()));
                 cache.Insert(Key(block), fresh);
+                // The load's pin stays until the storage drops its cache: the view's
+                // test of the last block for the same memory only holds while no atom of
+                // this run can be recycled under another key.
                 fresh->AddPin();
-                reloaded.push_back(fresh);
                 const uint64_t n = std::min(left, usable);
                 fresh->length = static_cast<uint32_t>(n);
                 left -= n;
@@ -540,8 +540,10 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
                 auto* data = static_cast<unsigned char*>(memory->SubUnit(static_cast<int>(j)));
                 auto fresh = std::make_shared<CacheBlock>(memory, data, static_cast<uint32_t>(AtomSize()));
                 cache.Insert(Key(block), fresh);
+                // The load's pin stays until the storage drops its cache: the view's
+                // test of the last block for the same memory only holds while no atom of
+                // this run can be recycled under another key.
                 fresh->AddPin();
-                reloaded.push_back(fresh);
                 BlockHandle handle(fresh, BlockHandle::kWrite);
                 const bool in_channel = size_ >= units_per_block * block && channel_->Size() > UsableBlockBytes() * block;
                 if (in_channel && ReadIntoBlock(handle, block)) {
@@ -558,15 +560,6 @@ RawData CStorage::RequestCached(uint64_t abs, uint64_t count) {
         LoadBlock(first, false);
     }
 
-    // Once the view holds its blocks, the load's pins go: reloaded blocks are recycled
-    // as any other. Kept, they would stay cached for good, and a reader moving through
-    // a long storage would pin the whole pool, leaving its writers without blocks.
-    struct LoadPins {
-        std::vector<std::shared_ptr<CacheBlock>>& blocks;
-        ~LoadPins() {
-            for (const auto& block : blocks) BlockCache::Instance().Unpin(block);
-        }
-    } load_pins{reloaded};
 
     std::shared_ptr<CacheBlock> head = cache.Find(Key(first));
     if (!head || head->length / unit_size_ <= offset) return RawData::NullData();

@@ -170,21 +170,6 @@ TEST(UncachedReads, AFailingChannelIsMetAsALoadMeetsIt) {
     }
 }
 
-TEST(FullPoolViews, AReaderMovingThroughMoreThanThePoolGetsEveryUnit) {
-    // 8 MiB through the full 4 MiB pool, asking for a contiguous reload at every view:
-    // where no run of fresh atoms can be had, a view still comes, of one block.
-    FullPool full;
-    ASSERT_GT(CMemoryManager::GetMaxUsage(), 0.9f);
-    ReadModes modes(CStorage::UncachedReads::kNever, true);
-    const auto data = Ramp(256 * kUnits + 5, 3);
-    auto channel = std::make_shared<VectoredMemoryChannel>();
-    channel->Write(data.data(), 4 * data.size(), 0);
-    CStorage storage(channel, 4);
-    EXPECT_EQ(RequestAll(storage, 0, 4 * kUnits), data);
-    EXPECT_EQ(RequestAll(storage, kUnits / 2, 4 * kUnits),
-              std::vector<uint32_t>(data.begin() + kUnits / 2, data.end()));
-}
-
 TEST(FullPoolViews, ViewsOverBlocksWhereTheyLieHoldTheUnitsOfReloadedViews) {
     FullPool full;
     ASSERT_GT(CMemoryManager::GetMaxUsage(), 0.9f);
