@@ -6,9 +6,14 @@ LogCapture::LogCapture(LogLevel threshold) : previous_level_(CLogger::DefaultLog
     auto& logger = CLogger::DefaultLogger();
     logger.SetLevel(threshold);
     observer_id_ = logger.AddObserver([this](LogLevel level, std::string_view text) {
-        std::lock_guard lock(mutex_);
+        std::lock_guard lock(Mutex());
         lines_.emplace_back(level, std::string(text));
     });
+}
+
+std::mutex& LogCapture::Mutex() {
+    static std::mutex mutex;
+    return mutex;
 }
 
 LogCapture::~LogCapture() {
@@ -18,19 +23,19 @@ LogCapture::~LogCapture() {
 }
 
 std::vector<std::pair<LogLevel, std::string>> LogCapture::Lines() const {
-    std::lock_guard lock(mutex_);
+    std::lock_guard lock(Mutex());
     return lines_;
 }
 
 bool LogCapture::Contains(LogLevel level, const std::string& text) const {
-    std::lock_guard lock(mutex_);
+    std::lock_guard lock(Mutex());
     for (const auto& [l, t] : lines_)
         if (l == level && t == text) return true;
     return false;
 }
 
 bool LogCapture::ContainsSubstring(const std::string& text) const {
-    std::lock_guard lock(mutex_);
+    std::lock_guard lock(Mutex());
     for (const auto& line : lines_)
         if (line.second.find(text) != std::string::npos) return true;
     return false;

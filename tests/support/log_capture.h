@@ -24,7 +24,10 @@ public:
     bool ContainsSubstring(const std::string& text) const;
 
 private:
-    mutable std::mutex mutex_;
+    // One mutex for all captures, at a fixed address: a mutex on the stack would share its
+    // address with the locks of later tests, and ThreadSanitizer would join their orders.
+    static std::mutex& Mutex();
+
     std::vector<std::pair<LogLevel, std::string>> lines_;
     std::size_t observer_id_;
     LogLevel previous_level_;
