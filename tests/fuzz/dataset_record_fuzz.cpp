@@ -1,11 +1,12 @@
 // libFuzzer target: the input is the dataset record of a saved project, loaded into a
 // float wave dataset item by its serialization helper, which then answers a view.
 //
-// Input: a u16 (little endian) length and that many bytes of file table, a u16 length and
-// that many bytes of axis table, then the data state text. The file table is stored as
-// its Base64 text, as a save writes it. The loaded project's folder holds raw files
-// "wave.wsc", "index.wsc" and "area.wsc" (a run of 1000 samples) for the table to name.
-// The whole input is also decoded as file table text. Nothing may crash, hang or leak.
+// Input: three pieces, each a u16 (little endian) length and that many bytes: the file
+// table, the axis table, and the content of the saved file "input.wsc"; then the data
+// state text. The file table is stored as its Base64 text, as a save writes it. Beside
+// "input.wsc" the loaded project's folder holds raw files "wave.wsc", "index.wsc" and
+// "area.wsc" (a run of 1000 samples) for the table to name. The whole input is also
+// decoded as file table text. Nothing may crash, hang or leak.
 //   ./dataset_record_fuzz -max_total_time=60 [corpus folder]
 
 #include "dataset/axis.h"
@@ -88,9 +89,17 @@ struct Project {
     }
 };
 
-ILocalSource* Scope() {
+Project& TheProject() {
     static Project project;
+    return project;
+}
+
+// Where the files of the loaded project are.
+fs::path SavedFolder() { return TheProject().folder / "__old__"; }
+
+ILocalSource* Scope() {
     static ILocalSource* scope = [] {
+        Project& project = TheProject();
         CLogger::DefaultLogger().SetConsoleEnabled(false);
         ProjectFileManager::instance().SetProjectFolder(project.folder.string());
         // The module's types live in the root scope, so that every target of one process finds them.
@@ -138,7 +147,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     const std::string files = TakePiece(data, size);
     const std::string axes = TakePiece(data, size);
+    const std::string content = TakePiece(data, size);
     const std::string state(reinterpret_cast<const char*>(data), size);
+    WriteRaw(SavedFolder() / "input.wsc", std::vector<char>(content.begin(), content.end()));
 
     Configuration config;
     const std::string path = "project/ds";

@@ -295,4 +295,18 @@ TEST(MinMax, AreaTimesAtTheEndOfTheTimeRangeGiveAnEmptyView) {
     EXPECT_EQ(Valid(out), 0);
 }
 
+// A view that ends beyond the largest count of nanoseconds has no sample grid: no columns.
+TEST(MinMax, AViewEndingBeyondTheNanosecondRangeGivesNoColumns) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-3, 100);
+    wave.Run(0.0, Noise(1000));
+    auto reader = wave.Reader();
+    std::vector<MinMaxData<double>> out(3, {1, 1});
+    double begin = 0.5, end = 1e10;
+    reader->GetMinMaxData(begin, end, out, 16, GetDataParam{}, 0);
+    EXPECT_TRUE(out.empty());
+    begin = 0.5, end = 1.0;  // the same reader still serves a plain view
+    reader->GetMinMaxData(begin, end, out, 16, GetDataParam{}, 0);
+    EXPECT_GT(Valid(out), 0);
+}
+
 }  // namespace
