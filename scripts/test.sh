@@ -17,7 +17,9 @@ fuzz_seconds=${WAVESTORE_FUZZ_SECONDS:-60}
 fuzz_targets=(make_proxy_fuzz xml_declarations_fuzz wave_config_fuzz dataset_record_fuzz)
 
 timings=()
+current="" current_start=0
 report_timings() {
+  [ -n "$current" ] && timings+=("$(printf '%-10s %5d s  (failed)' "$current" $((SECONDS - current_start)))")
   [ ${#timings[@]} -eq 0 ] && return
   echo "== stage timings"
   printf '   %s\n' "${timings[@]}"
@@ -26,15 +28,17 @@ trap report_timings EXIT
 
 # stage NAME COMMAND...: runs the command and records its time.
 stage() {
-  local name=$1 start=$SECONDS
+  current=$1 current_start=$SECONDS
   shift
-  echo "== $name"
+  echo "== $current"
   "$@"
-  timings+=("$(printf '%-10s %5d s' "$name" $((SECONDS - start)))")
+  timings+=("$(printf '%-10s %5d s' "$current" $((SECONDS - current_start)))")
+  current=""
 }
 
 asan_stage() {
-  cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Debug -DWAVESTORE_SANITIZE=address -DWAVESTORE_BUILD_BENCH=ON
+  cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Debug -DWAVESTORE_SANITIZE=address -DWAVESTORE_BUILD_BENCH=ON \
+    -DWAVESTORE_BUILD_APPS=ON
   cmake --build "$build" -j2
   WAVESTORE_STRESS_SECONDS=30 WAVESTORE_KILL_RUNS=100 \
     ctest --test-dir "$build" --output-on-failure -j2 "$@"
@@ -65,8 +69,8 @@ run_fuzzer() {
 fuzz_summary() {
   local target=$1 status=$2 work="$fuzz_build/runs/$1"
   local execs rate
-  execs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$work/log")
-  rate=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$work/log")
+  execs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$work/log" | tail -n 1)
+  rate=$(sed -n 's/^stat::average_exec_per_sec: *//p' "$work/log" | tail -n 1)
   printf '   %-24s status %d, %s execs, %s execs/s, corpus %d -> %d inputs\n' "$target" "$status" \
     "${execs:-?}" "${rate:-?}" "$(ls "$root/tests/fuzz/corpus/$target" | wc -l)" "$(ls "$work/corpus" | wc -l)"
   if [ "$status" -ne 0 ]; then

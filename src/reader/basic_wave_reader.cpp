@@ -234,7 +234,9 @@ bool CBasicWaveReader<T>::AtT(double time, T* value) {
     if (tn < area.start_time || tn > area.end_time) return fail();
     const int64_t step = Ns(sample_step_);
     if (step < 1) return fail();
-    const uint64_t position = static_cast<uint64_t>((tn - area.start_time) / step) + area.wave_beg_pos;
+    // Not negative, but over an area wider than half the time range only unsigned.
+    const uint64_t since_start = static_cast<uint64_t>(tn) - static_cast<uint64_t>(area.start_time);
+    const uint64_t position = since_start / static_cast<uint64_t>(step) + area.wave_beg_pos;
     if (position == kAllOnes) return fail();
     T sample{};
     if (wave_reader_->Read(position, &sample, 1) != 1) return fail();
