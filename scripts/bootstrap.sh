@@ -4,7 +4,8 @@ set -euo pipefail
 
 packages=(g++ cmake make pkg-config libpugixml-dev libfmt-dev libspdlog-dev libssl-dev
           libgtest-dev libgmock-dev libbenchmark-dev libhdf5-dev libcli11-dev libpng-dev
-          libcairo2-dev nlohmann-json3-dev)
+          libcairo2-dev nlohmann-json3-dev
+          clang libclang-rt-14-dev)  # the fuzz targets: clang and its libFuzzer runtime
 
 missing=()
 for p in "${packages[@]}"; do

@@ -24,7 +24,10 @@ bool TimesEqual(double a, double b) { return std::fabs(a - b) < 1e-12; }
 uint64_t AreaTimeToPosition(const ValidDataArea& area, double t, int64_t sample_ns) {
     const int64_t tn = SecondsToNs(t);
     if (tn > area.end_time || tn < area.start_time || sample_ns < 1) return kInvalidPosition;
-    return area.wave_beg_pos + static_cast<uint64_t>((tn - area.start_time) / sample_ns);
+    // tn - start_time is not negative here, but an area that spans more than half the
+    // time range has no signed difference: it is taken unsigned.
+    const uint64_t since_start = static_cast<uint64_t>(tn) - static_cast<uint64_t>(area.start_time);
+    return area.wave_beg_pos + since_start / static_cast<uint64_t>(sample_ns);
 }
 
 double AreaPositionToTime(const ValidDataArea& area, uint64_t position, int64_t sample_ns) {

@@ -234,7 +234,9 @@ bool CBasicWaveReader<T>::AtT(double time, T* value) {
     if (tn < area.start_time || tn > area.end_time) return fail();
     const int64_t step = Ns(sample_step_);
     if (step < 1) return fail();
-    const uint64_t position = static_cast<uint64_t>((tn - area.start_time) / step) + area.wave_beg_pos;
+    // Not negative, but over an area wider than half the time range only unsigned.
+    const uint64_t since_start = static_cast<uint64_t>(tn) - static_cast<uint64_t>(area.start_time);
+    const uint64_t position = since_start / static_cast<uint64_t>(step) + area.wave_beg_pos;
     if (position == kAllOnes) return fail();
     T sample{};
     if (wave_reader_->Read(position, &sample, 1) != 1) return fail();
@@ -396,7 +398,22 @@ void CBasicWaveReader<T>::ComposeValidArea(double begin, double end, std::vector
 
     const int64_t b = Ns(begin), e = Ns(end), s = Ns(sample_step_);
     if (s < 1) return;  // no sample grid to align to
-    const double span = static_cast<double>(e - b);
+    // The times of a damaged area list can lie so far apart that a sum or difference of
+    // them has no 64-bit value: the view then has no pieces at all.
+    bool overflow = false;
+    const auto add = [&](int64_t x, int64_t y) {
+        int64_t sum = 0;
+        overflow = overflow || __builtin_add_overflow(x, y, &sum);
+        return sum;
+    };
+    const auto sub = [&](int64_t x, int64_t y) {
+        int64_t difference = 0;
+        overflow = overflow || __builtin_sub_overflow(x, y, &difference);
+        return difference;
+    };
+    const auto fail = [&] { pieces.clear(); };
+    const double span = static_cast<double>(sub(e, b));
+    if (overflow) return fail();
     // An empty span has no shares to give out.
     auto share = [&](double part) { return span > 0 ? part / span : 0.0; };
 
@@ -429,24 +446,33 @@ void CBasicWaveReader<T>::ComposeValidArea(double begin, double end, std::vector
         data.wave_end_pos = Time2WavePos(data.end_time, area);
         // The times as they come back from seconds; when their fractions of a sample add
         // up to a whole one, the piece reaches one sample further.
-        const auto back = [](double seconds) { return -static_cast<int64_t>(std::trunc(seconds * -1e9)); };
-        const double fq = static_cast<double>(back(data.end_time) - area.start_time) / static_cast<double>(s);
-        const double fp = static_cast<double>(back(data.begin_time) - area.start_time) / static_cast<double>(s);
+        // A time at the end of the range has no negated 64-bit value.
+        const auto back = [&](double seconds) {
+            const double negated = std::trunc(seconds * -1e9);
+            if (!(negated > -9223372036854775808.0 && negated < 9223372036854775808.0)) {
+                overflow = true;
+                return int64_t{0};
+            }
+            return -static_cast<int64_t>(negated);
+        };
+        const double fq = static_cast<double>(sub(back(data.end_time), area.start_time)) / static_cast<double>(s);
+        const double fp = static_cast<double>(sub(back(data.begin_time), area.start_time)) / static_cast<double>(s);
         if ((fq - std::trunc(fq)) + (fp - std::trunc(fp)) >= 1.0) ++data.wave_end_pos;
-        data.ratio = share(static_cast<double>(segment_end - cur));
+        data.ratio = share(static_cast<double>(sub(segment_end, cur)));
         data.has_data = true;
         head_offset = (begin - std::max(static_cast<double>(area.start_time) * 1e-9, data.begin_time - sample_step_)) /
                       sample_step_;
         data.head_offset = head_offset;
+        if (overflow) return fail();
         pieces.push_back(data);
         if (last) return;
-        next = area.end_time + s;
+        next = add(area.end_time, s);
     }
 
     for (uint64_t i = index + 1;; ++i) {
         ValidDataArea following{};
         if (!ReadArea(i, following)) return;
-        int64_t gap_end = following.start_time - s;
+        int64_t gap_end = sub(following.start_time, s);
         int64_t area_end = following.end_time;
         bool gap_is_final = false, area_is_final = false;
         if (gap_end >= e) {
@@ -459,9 +485,10 @@ void CBasicWaveReader<T>::ComposeValidArea(double begin, double end, std::vector
         _ValidAreaIndex gap{};
         gap.begin_time = static_cast<double>(next) * 1e-9;
         gap.end_time = static_cast<double>(gap_end) * 1e-9;
-        gap.ratio = share(static_cast<double>(gap_end - next));
+        gap.ratio = share(static_cast<double>(sub(gap_end, next)));
         gap.has_data = false;
         gap.head_offset = head_offset;
+        if (overflow) return fail();
         pieces.push_back(gap);
         if (gap_is_final) return;
 
@@ -470,12 +497,13 @@ void CBasicWaveReader<T>::ComposeValidArea(double begin, double end, std::vector
         data.end_time = static_cast<double>(area_end) * 1e-9;
         data.wave_beg_pos = following.wave_beg_pos;
         data.wave_end_pos = Time2WavePos(data.end_time, following);
-        data.ratio = share(static_cast<double>(area_end - following.start_time));
+        data.ratio = share(static_cast<double>(sub(area_end, following.start_time)));
         data.has_data = true;
         data.head_offset = head_offset;
+        if (overflow) return fail();
         pieces.push_back(data);
         if (area_is_final) return;
-        next = following.end_time + s;
+        next = add(following.end_time, s);
     }
 }
 

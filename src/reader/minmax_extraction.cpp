@@ -47,6 +47,12 @@ MinMaxData<T> IndexFoldStart() {
     return running;
 }
 
+// Whether seconds round to a 64-bit count of nanoseconds.
+inline bool HasNsCount(double seconds) {
+    const double ns = std::round(seconds * 1e9);
+    return ns >= -9223372036854775808.0 && ns < 9223372036854775808.0;
+}
+
 }  // namespace minmax_detail
 
 template <class T>
@@ -71,13 +77,24 @@ void CBasicWaveReader<T>::GetMinMaxDataT(double& begin, double& end, std::vector
     const uint64_t samples = wave_reader_ ? wave_reader_->Count() : 0;
 
     if (samples > 0 && whole_range == 0) {
+        // A span whose ends, or whose length, have no 64-bit count of nanoseconds can't be
+        // put on the sample grid: no columns.
+        if (!minmax_detail::HasNsCount(begin) || !minmax_detail::HasNsCount(end)) {
+            out.clear();
+            return;
+        }
         int64_t b = std::llround(begin * 1e9), e = std::llround(end * 1e9);
         double ratio;
         if (end - begin < 1e7) {
             ratio = ((std::floor(end * 1e12) - std::ceil(begin * 1e12)) / std::round(sample_step_ * 1e15) /
                      columns) * 1000;
         } else {
-            ratio = static_cast<double>(e - b) / std::round(sample_step_ * 1e9) / columns;
+            int64_t span_ns = 0;
+            if (__builtin_sub_overflow(e, b, &span_ns)) {
+                out.clear();
+                return;
+            }
+            ratio = static_cast<double>(span_ns) / std::round(sample_step_ * 1e9) / columns;
         }
         // One unit in the last place up: an exact quotient stays on the higher side.
         points_per_column_ = std::nextafter(ratio, ratio * 10);

@@ -62,6 +62,11 @@ TEST(TimeRules, PositionsInsideAnAreaIncludingItsEnd) {
     EXPECT_EQ(AreaTimeToPosition(area, 1.5, 0), kInvalidPosition);
     EXPECT_DOUBLE_EQ(AreaPositionToTime(area, 600, 1'000'000), 1.5);
     EXPECT_DOUBLE_EQ(AreaPositionToTime(area, 99, 1'000'000), 0.999);  // before the area: earlier
+
+    // An area over most of the time range (a damaged file's): the distance from its start
+    // exceeds the largest signed count and still gives the position.
+    const ValidDataArea wide = Area(-8'000'000'000'000'000'000, 8'000'000'000'000'000'000, 0, 1, 7, 0);
+    EXPECT_EQ(AreaTimeToPosition(wide, 7e9, 1'000'000'000), 7u + 15'000'000'000u);
 }
 
 TEST(TimeRules, ColumnsOfPositions) {

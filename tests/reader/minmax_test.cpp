@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 namespace {
@@ -274,6 +275,38 @@ TEST(MinMax, DegenerateRequestsChangeNothing) {
     out.assign(3, {1, 1});
     none->GetMinMaxData(begin, end, out, 10, GetDataParam{}, 0);
     EXPECT_TRUE(out.empty());  // no samples and no index
+}
+
+// Area times of a damaged file, one sample period short of the largest time: the step from
+// that area to the next has no 64-bit time, and the view has no pieces to deal columns to.
+TEST(MinMax, AreaTimesAtTheEndOfTheTimeRangeGiveAnEmptyView) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-3, 4);
+    const std::vector<float> samples = Noise(2000);
+    wave.dataset->Push(samples.data(), samples.size());
+    constexpr int64_t kLast = std::numeric_limits<int64_t>::max();
+    const ValidDataArea areas[] = {{0, 999000000, 0, 4, 0, 999},
+                                   {kLast - 500000000, kLast - 1, 250, 4, 1000, 1999}};
+    wave.dataset->Push(areas, 2);
+    auto reader = wave.Reader();
+    double begin = 0, end = 0;
+    ASSERT_TRUE(reader->GetMaxValidRange(begin, end, false));
+    std::vector<MinMaxData<double>> out(3, {1, 1});
+    reader->GetMinMaxData(begin, end, out, 16, GetDataParam{}, 0);
+    EXPECT_EQ(Valid(out), 0);
+}
+
+// A view that ends beyond the largest count of nanoseconds has no sample grid: no columns.
+TEST(MinMax, AViewEndingBeyondTheNanosecondRangeGivesNoColumns) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1e-3, 100);
+    wave.Run(0.0, Noise(1000));
+    auto reader = wave.Reader();
+    std::vector<MinMaxData<double>> out(3, {1, 1});
+    double begin = 0.5, end = 1e10;
+    reader->GetMinMaxData(begin, end, out, 16, GetDataParam{}, 0);
+    EXPECT_TRUE(out.empty());
+    begin = 0.5, end = 1.0;  // the same reader still serves a plain view
+    reader->GetMinMaxData(begin, end, out, 16, GetDataParam{}, 0);
+    EXPECT_GT(Valid(out), 0);
 }
 
 }  // namespace

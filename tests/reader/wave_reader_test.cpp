@@ -61,6 +61,24 @@ TEST(WaveReader, ValuesAtTimesInsideAreasGapsAndOutside) {
     EXPECT_EQ(value, 1499.0);
 }
 
+// One area over most of the time range (a damaged file's), 1 s per sample: a time late in
+// it lies more samples from its start than a signed count holds, and past the samples.
+TEST(WaveReader, ValuesInAnAreaWiderThanHalfTheTimeRange) {
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1.0);
+    std::vector<float> samples(20);
+    std::iota(samples.begin(), samples.end(), 0.0f);
+    wave.dataset->Push(samples.data(), samples.size());
+    const ValidDataArea area{-8'000'000'000'000'000'000, 8'000'000'000'000'000'000, 0, 100, 0, 19};
+    wave.dataset->Push(&area, 1);
+    auto reader = wave.Reader();
+    double value = -1;
+    EXPECT_TRUE(reader->At(-8e9 + 5.5, value));
+    EXPECT_EQ(value, 5.0);
+    float raw = 0;
+    EXPECT_FALSE(reader->AtT(7e9, &raw));
+    EXPECT_TRUE(std::isnan(raw));
+}
+
 TEST(WaveReader, StoredInvalidValuesReadAsNaN) {
     Wave<uint8_t> wave("TEST_WAVE_U8", 1e-3);
     const uint8_t samples[4] = {1, 255, 3, 4};  // 255 is the invalid value of u8
