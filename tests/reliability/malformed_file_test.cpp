@@ -7,8 +7,8 @@
 
 #include "host/md5.h"
 #include "host/project_file_manager.h"
-#include "reliability/deadline.h"
 #include "reliability/loaded_file.h"
+#include "reliability/watchdog.h"
 #include "storage/device_channels.h"
 #include "storage/file_proxy.h"
 #include "support/log_capture.h"
@@ -130,7 +130,7 @@ TEST_F(MalformedFile, EveryHeaderBitFlippedGivesRawDataOfTheWholeFileSilently) {
         Bytes head(file.begin(), file.begin() + FileHeader::kSize);
         head[bit / 8] ^= static_cast<unsigned char>(1u << (bit % 8));
         loaded.Set(file, head);
-        reliability::RunWithinDeadline(what, [&] {
+        reliability::RunWithin(std::chrono::seconds(60), what, [&] {
             LoadedFile::Opened opened = loaded.Open(kUnit);
             EXPECT_EQ(opened.version, 0);
             CStorage& storage = *opened.storage;
@@ -167,7 +167,7 @@ TEST_F(MalformedFile, HeaderBitsFlippedUnderAMatchingDigestOpenAsTheLayoutSays) 
         head[bit / 8] ^= static_cast<unsigned char>(1u << (bit % 8));
         Vellum::MD5::GetBinaryMD5(head.data(), FileHeader::kDigestOffset, head.data() + FileHeader::kDigestOffset);
         loaded.Set(file, head);
-        reliability::RunWithinDeadline(what + ", digest matching", [&] {
+        reliability::RunWithin(std::chrono::seconds(60), what + ", digest matching", [&] {
             testing_support::LogCapture log;
             LoadedFile::Opened opened = loaded.Open(kUnit);
             CStorage& storage = *opened.storage;
@@ -213,7 +213,7 @@ TEST_F(MalformedFile, MapWithABlockThatEndsEarlyReadsUpToItsEnd) {
     file.resize(file.size() - 100);
     LoadedFile loaded("malformed.wsc");
     loaded.Set(file);
-    reliability::RunWithinDeadline("read a file whose map has a block that ends early", [&] {
+    reliability::RunWithin(std::chrono::seconds(60), "read a file whose map has a block that ends early", [&] {
         LoadedFile::Opened opened = loaded.Open(kUnit);
         ASSERT_EQ(opened.version, 1);
         ASSERT_EQ(opened.storage->Count(), kUnits);
@@ -260,7 +260,7 @@ TEST_F(MalformedFile, VersionOneFileCutShortKeepsWhatIsLeft) {
         const std::string what = "cut to " + std::to_string(length) + " bytes";
         const Bytes cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length));
         loaded.Set(cut);
-        reliability::RunWithinDeadline(what, [&] {
+        reliability::RunWithin(std::chrono::seconds(60), what, [&] {
             LoadedFile::Opened opened = loaded.Open(kUnit);
             if (length < kDataOffset) {
                 // No whole header and map: raw data of what there is.
@@ -290,7 +290,7 @@ TEST_F(MalformedFile, RawFileCutShortKeepsWhatIsLeft) {
         if (HasFailure()) break;
         const std::string what = "cut to " + std::to_string(length) + " bytes";
         loaded.Set(Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length)));
-        reliability::RunWithinDeadline(what + " (raw)", [&] {
+        reliability::RunWithin(std::chrono::seconds(60), what + " (raw)", [&] {
             LoadedFile::Opened opened = loaded.Open(kUnit);
             EXPECT_EQ(opened.version, 0);
             EXPECT_EQ(opened.storage->Count(), length / kUnit);

@@ -14,9 +14,9 @@
 
 #include "host/file_faults.h"
 #include "host/project_file_manager.h"
-#include "reliability/deadline.h"
 #include "reliability/loaded_file.h"
 #include "reliability/recording_file.h"
+#include "reliability/watchdog.h"
 #include "storage/device_channels.h"
 #include "storage/file_proxy.h"
 #include "storage/memory_pool.h"
@@ -146,7 +146,7 @@ private:
         file_.Set(image, head);
         Bytes first = HeadOf(image);
         std::copy(head.begin(), head.end(), first.begin());
-        reliability::RunWithinDeadline(what, [&] {
+        reliability::RunWithin(std::chrono::seconds(60), what, [&] {
             LoadedFile::Opened opened = file_.Open(kUnit);
             ASSERT_TRUE(opened.channel);
             const bool whole_header = first.size() == FileHeader::kSize && headers_.count(first) != 0;

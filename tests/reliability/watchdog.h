@@ -14,9 +14,14 @@
 
 namespace reliability {
 
+// `what` names the case: it is also the trace of any failure inside body (a trace of the
+// calling thread doesn't reach the body's thread).
 template <class Body>
 void RunWithin(std::chrono::seconds limit, const std::string& what, Body body) {
-    std::packaged_task<void()> task(std::move(body));
+    std::packaged_task<void()> task([&what, &body] {
+        SCOPED_TRACE(what);
+        body();
+    });
     std::future<void> done = task.get_future();
     std::thread runner(std::move(task));
     if (done.wait_for(limit) != std::future_status::ready) {

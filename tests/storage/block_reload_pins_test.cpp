@@ -1,12 +1,13 @@
 // Pins that a load leaves: blocks of a contiguous reload keep the load's pin until their
 // storage drops its cache (an atom of such a run recycled under another key would pass the
-// view's same-memory test at the span's end); the last block loaded by Bind is the writer's tail when partial, and
-// recyclable when full.
+// view's same-memory test at the span's end); the last block loaded by Bind is the
+// writer's tail when partial, and recyclable when full.
 // (Named to run before the suites that fill the small test pool for good: a contiguous
 // reload needs fresh atoms.)
 
 #include "storage/block_cache.h"
 #include "storage/block_storage.h"
+#include "storage/read_helpers.h"
 #include "storage/vectored_memory_channel.h"
 
 #include <gtest/gtest.h>
@@ -19,41 +20,7 @@ namespace {
 
 using __internal::BlockCache;
 using __internal::BlockKey;
-using storage_testing::VectoredMemoryChannel;
-
-constexpr uint64_t kUnits = 8192;  // 4-byte units per 32 KiB block
-
-std::vector<uint32_t> Ramp(uint64_t count, uint32_t from = 0) {
-    std::vector<uint32_t> values(count);
-    std::iota(values.begin(), values.end(), from);
-    return values;
-}
-
-// Sets the process-wide read switches for one test and puts the defaults back.
-class ReadModes {
-public:
-    explicit ReadModes(CStorage::UncachedReads uncached, bool reload = false) {
-        CStorage::SetUncachedReads(uncached);
-        CStorage::SetReloadAtFullPool(reload);
-    }
-    ~ReadModes() {
-        CStorage::SetUncachedReads(CStorage::UncachedReads::kWhileRecycling);
-        CStorage::SetReloadAtFullPool(false);
-    }
-};
-
-// Reads [from, from + count) in pieces of step units.
-std::vector<uint32_t> ReadInSteps(CStorage& storage, uint64_t from, uint64_t count, uint64_t step) {
-    std::vector<uint32_t> out(count);
-    uint64_t done = 0;
-    while (done < count) {
-        const uint64_t got = storage.Read(from + done, out.data() + done, std::min(step, count - done));
-        if (got == 0) break;
-        done += got;
-    }
-    out.resize(done);
-    return out;
-}
+using namespace storage_testing;
 
 TEST(RequestReload, BlocksOfAContiguousReloadKeepTheirPinUntilTheStorageDropsThem) {
     ReadModes modes(CStorage::UncachedReads::kNever, true);

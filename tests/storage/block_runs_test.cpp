@@ -7,6 +7,7 @@
 #include "storage/block_cache.h"
 #include "storage/block_storage.h"
 #include "storage/memory_pool.h"
+#include "storage/read_helpers.h"
 #include "storage/vectored_memory_channel.h"
 
 #include <gtest/gtest.h>
@@ -19,16 +20,7 @@
 
 namespace {
 
-using storage_testing::VectoredMemoryChannel;
-
-constexpr uint64_t kUnits = 8192;       // 4-byte units per 32 KiB block
-constexpr uint64_t kBlockBytes = 32768;
-
-std::vector<uint32_t> Ramp(uint64_t count, uint32_t from = 0) {
-    std::vector<uint32_t> values(count);
-    std::iota(values.begin(), values.end(), from);
-    return values;
-}
+using namespace storage_testing;
 
 std::vector<uint32_t> AsUnits(const std::vector<unsigned char>& bytes) {
     std::vector<uint32_t> units(bytes.size() / 4);

@@ -8,6 +8,7 @@
 #include "storage/block_cache.h"
 #include "storage/block_storage.h"
 #include "storage/memory_pool.h"
+#include "storage/read_helpers.h"
 #include "storage/vectored_memory_channel.h"
 #include "support/fake_channel.h"
 #include "support/log_capture.h"
@@ -22,43 +23,8 @@ namespace {
 
 using __internal::BlockCache;
 using __internal::BlockKey;
-using storage_testing::VectoredMemoryChannel;
+using namespace storage_testing;
 using testing_support::FakeChannel;
-
-constexpr uint64_t kUnits = 8192;  // 4-byte units per 32 KiB block
-constexpr uint64_t kBlockBytes = 32768;
-
-std::vector<uint32_t> Ramp(uint64_t count, uint32_t from = 0) {
-    std::vector<uint32_t> values(count);
-    std::iota(values.begin(), values.end(), from);
-    return values;
-}
-
-// Sets the process-wide read switches for one test and puts the defaults back.
-class ReadModes {
-public:
-    explicit ReadModes(CStorage::UncachedReads uncached, bool reload = false) {
-        CStorage::SetUncachedReads(uncached);
-        CStorage::SetReloadAtFullPool(reload);
-    }
-    ~ReadModes() {
-        CStorage::SetUncachedReads(CStorage::UncachedReads::kWhileRecycling);
-        CStorage::SetReloadAtFullPool(false);
-    }
-};
-
-// Reads [from, from + count) in pieces of step units.
-std::vector<uint32_t> ReadInSteps(CStorage& storage, uint64_t from, uint64_t count, uint64_t step) {
-    std::vector<uint32_t> out(count);
-    uint64_t done = 0;
-    while (done < count) {
-        const uint64_t got = storage.Read(from + done, out.data() + done, std::min(step, count - done));
-        if (got == 0) break;
-        done += got;
-    }
-    out.resize(done);
-    return out;
-}
 
 // Holds all but a few atoms of the 4 MiB pool pinned through views of a storage without
 // channel: the pool has no room left, and new blocks recycle the few others.
