@@ -21,6 +21,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "process_memory.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -31,6 +33,9 @@
 #include <vector>
 
 namespace {
+
+using bench::ResetPeak;
+using bench::StatusKiB;
 
 using Clock = std::chrono::steady_clock;
 constexpr double kPeriod = 1e-6;
@@ -56,18 +61,6 @@ void Generate(std::vector<float>& block, uint64_t from, uint32_t seed) {
         block[i] = static_cast<float>((from + i) % (4000 + seed)) * 0.01f + static_cast<float>(state >> 24) * 0.001f;
     }
 }
-
-// "status" fields of this process in KiB.
-uint64_t StatusKiB(const std::string& field) {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line))
-        if (line.rfind(field + ":", 0) == 0) return std::strtoull(line.c_str() + field.size() + 1, nullptr, 10);
-    return 0;
-}
-
-// Starts a new peak of the resident size (Linux: 5 to clear_refs).
-void ResetPeak() { std::ofstream("/proc/self/clear_refs") << "5"; }
 
 IBaseCtr* MakeItem(const char* type, const char* name) {
     IBaseCtr* item = CreateItemByType(&Scope(), type, name);

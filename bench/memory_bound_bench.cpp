@@ -18,6 +18,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "process_memory.h"
+
 #include <unistd.h>
 
 #include <atomic>
@@ -32,21 +34,12 @@
 
 namespace {
 
+using bench::ResetPeak;
+using bench::StatusKiB;
+
 using Clock = std::chrono::steady_clock;
 constexpr uint64_t kMiB = 1048576;
 constexpr unsigned kPoolMiB = 64;
-
-// "status" fields of this process in KiB.
-uint64_t StatusKiB(const std::string& field) {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line))
-        if (line.rfind(field + ":", 0) == 0) return std::strtoull(line.c_str() + field.size() + 1, nullptr, 10);
-    return 0;
-}
-
-// Starts a new peak of the resident size (Linux: 5 to clear_refs).
-void ResetPeak() { std::ofstream("/proc/self/clear_refs") << "5"; }
 
 const std::filesystem::path& ProjectFolder() {
     static const std::filesystem::path folder = [] {
