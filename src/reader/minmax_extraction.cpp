@@ -453,6 +453,20 @@ bool CBasicWaveReader<T>::ScanColumns(uint64_t first, uint64_t last, MinMaxData<
         window = scan_buffer_.data();
         window_first = window_first_;
         window_count = window_count_;
+        if (lo >= window_first && last - window_first < window_count && last < (uint64_t{1} << 52)) {
+            // The window now holds every column left (it is at most one run long, and
+            // no column ends past last), so they are folded without the checks.
+            for (++column, x += step; column < count && x <= end; ++column, x += step) {
+                const double y_next = std::min(end, step + x - 1.0);
+                if (x >= y_next) {
+                    out[column] = minmax_detail::InvalidColumn<T>();
+                    continue;
+                }
+                column_scan::Span(x, y_next, lo, hi);
+                out[column] = column_scan::FoldRun(window + (lo - window_first), hi - lo + 1);
+            }
+            break;
+        }
     }
     return true;
 }
