@@ -14,8 +14,11 @@
 #include <type_traits>
 
 template <class T>
-void FoldExtremes(const T* values, uint64_t count, T& lo, T& hi) {
+void FoldExtremes(const T* values, uint64_t count, T& lo_out, T& hi_out) {
+    // The extremes run in locals: through the references, a call that isn't inlined
+    // would store and reload them at every value of the tail.
     constexpr int kLanes = 8;
+    T lo = lo_out, hi = hi_out;
     uint64_t i = 0;
     if (count >= 2 * kLanes) {
         T lanes_lo[kLanes], lanes_hi[kLanes];
@@ -36,6 +39,8 @@ void FoldExtremes(const T* values, uint64_t count, T& lo, T& hi) {
         lo = values[i] < lo ? values[i] : lo;
         hi = values[i] > hi ? values[i] : hi;
     }
+    lo_out = lo;
+    hi_out = hi;
 }
 
 namespace extremes_detail {

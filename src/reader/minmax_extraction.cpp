@@ -8,6 +8,7 @@
 #include "dataset/extremes.h"
 #include "reader/basic_wave_reader.h"
 #include "reader/column_fill.h"
+#include "reader/column_scan.h"
 #include "reader/reader_internals.h"
 #include "reader/summary_cursor.h"
 
@@ -62,7 +63,15 @@ void CBasicWaveReader<T>::GetMinMaxData(double& begin, double& end, std::vector<
     std::vector<MinMaxData<T>> typed;
     GetMinMaxDataT(begin, end, typed, columns, param, whole_range);
     out.resize(typed.size());
-    for (std::size_t i = 0; i < typed.size(); ++i) out[i] = {T2Double(typed[i].min), T2Double(typed[i].max)};
+    if (DirectColumnScan()) {
+        // T2Double in line: the invalid value becomes quiet NaN, any other value converts.
+        const auto to_double = [](const T& v) {
+            return IsInvalidValue(v) ? std::numeric_limits<double>::quiet_NaN() : static_cast<double>(v);
+        };
+        for (std::size_t i = 0; i < typed.size(); ++i) out[i] = {to_double(typed[i].min), to_double(typed[i].max)};
+    } else {
+        for (std::size_t i = 0; i < typed.size(); ++i) out[i] = {T2Double(typed[i].min), T2Double(typed[i].max)};
+    }
 }
 
 template <class T>
@@ -412,6 +421,7 @@ bool CBasicWaveReader<T>::UseVolGet(uint64_t first, uint64_t last, MinMaxData<T>
 
 template <class T>
 bool CBasicWaveReader<T>::UseVolFind(uint64_t first, uint64_t last, MinMaxData<T>* out, uint64_t count) {
+    if (DirectColumnScan()) return ScanColumns(first, last, out, count);
     double x = static_cast<double>(first);
     const double end = static_cast<double>(last);
     for (uint64_t column = 0; column < count; ++column) {
@@ -427,6 +437,53 @@ bool CBasicWaveReader<T>::UseVolFind(uint64_t first, uint64_t last, MinMaxData<T
                 out[column] = column_value;
         }
         x += points_per_column_;
+    }
+    return true;
+}
+
+template <class T>
+bool CBasicWaveReader<T>::ScanColumns(uint64_t first, uint64_t last, MinMaxData<T>* out, uint64_t count) {
+    // The columns of UseVolFind, folded where the sample window holds them; a column it
+    // doesn't hold (the first, or one past a run) is read through it as UseVolFind reads.
+    constexpr uint64_t kRun = 0x100000 / sizeof(T);
+    const double step = points_per_column_;
+    double x = static_cast<double>(first);
+    const double end = static_cast<double>(last);
+    const T* window = scan_buffer_.data();
+    uint64_t window_first = window_first_, window_count = window_count_;
+    for (uint64_t column = 0; column < count; ++column, x += step) {
+        if (x > end) break;
+        const double y = std::min(end, step + x - 1.0);
+        if (x >= y) {
+            out[column] = minmax_detail::InvalidColumn<T>();  // shorter than one sample
+            continue;
+        }
+        // Neighbouring columns share their boundary sample.
+        uint64_t lo = 0, hi = 0;
+        column_scan::Span(x, y, lo, hi);
+        if (lo >= window_first && hi - lo < kRun && hi - window_first < window_count) {
+            out[column] = column_scan::FoldRun(window + (lo - window_first), hi - lo + 1);
+            continue;
+        }
+        MinMaxData<T> column_value{};
+        if (UseVolGet(lo, hi, column_value, last)) out[column] = column_value;
+        window = scan_buffer_.data();
+        window_first = window_first_;
+        window_count = window_count_;
+        if (lo >= window_first && last - window_first < window_count && last < (uint64_t{1} << 52)) {
+            // The window now holds every column left (it is at most one run long, and
+            // no column ends past last), so they are folded without the checks.
+            for (++column, x += step; column < count && x <= end; ++column, x += step) {
+                const double y_next = std::min(end, step + x - 1.0);
+                if (x >= y_next) {
+                    out[column] = minmax_detail::InvalidColumn<T>();
+                    continue;
+                }
+                column_scan::Span(x, y_next, lo, hi);
+                out[column] = column_scan::FoldRun(window + (lo - window_first), hi - lo + 1);
+            }
+            break;
+        }
     }
     return true;
 }
@@ -481,6 +538,7 @@ bool CBasicWaveReader<T>::UseOtherFind(const _ValidAreaIndex& piece, MinMaxData<
     template const T* CBasicWaveReader<T>::WindowSamples(uint64_t, uint64_t, uint64_t, uint64_t&);                \
     template bool CBasicWaveReader<T>::UseVolGet(uint64_t, uint64_t, MinMaxData<T>&, uint64_t);                   \
     template bool CBasicWaveReader<T>::UseVolFind(uint64_t, uint64_t, MinMaxData<T>*, uint64_t);                  \
+    template bool CBasicWaveReader<T>::ScanColumns(uint64_t, uint64_t, MinMaxData<T>*, uint64_t);                 \
     template bool CBasicWaveReader<T>::UseOtherFind(const _ValidAreaIndex&, MinMaxData<T>*, uint64_t, GetDataParam);
 
 WAVESTORE_MINMAX_MEMBERS(int8_t)
