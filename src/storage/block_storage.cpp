@@ -26,7 +26,9 @@ namespace {
 
 std::atomic<uint32_t> g_next_storage_id{0};
 std::atomic<unsigned int> g_pending_limit{2};
-std::atomic<CStorage::UncachedReads> g_uncached_reads{CStorage::UncachedReads::kWhileRecycling};
+// Off by default: a reader that comes back to the same blocks (the index summary's
+// column ends, say) would read them from the channel every time.
+std::atomic<CStorage::UncachedReads> g_uncached_reads{CStorage::UncachedReads::kNever};
 std::atomic<bool> g_reload_at_full_pool{false};
 
 uint64_t AtomSize() { return CMemoryManager::GetAtomSize(); }

@@ -33,8 +33,8 @@ public:
     // Whether a Read copies blocks missing from the cache straight from the channel into
     // the caller's buffer, without loading them: never; while the cache recycles (a
     // loaded block would push an older one out, and the load costs a second copy through
-    // cold memory); or always. Process-wide; the answers are the same bytes either way,
-    // only what stays cached differs.
+    // cold memory); or always. Process-wide, never by default; the answers are the same
+    // bytes either way, only what stays cached differs.
     enum class UncachedReads { kNever, kWhileRecycling, kAlways };
     static void SetUncachedReads(UncachedReads mode);
     static UncachedReads GetUncachedReads();

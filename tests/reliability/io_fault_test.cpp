@@ -113,13 +113,13 @@ struct Variant {
     FailureKind kind;
     bool persistent;
     // Reads of recycled ranges load blocks, or copy straight from the channel.
-    CStorage::UncachedReads reads = CStorage::UncachedReads::kWhileRecycling;
+    CStorage::UncachedReads reads = CStorage::UncachedReads::kNever;
 };
 
 // Sets the storage's read path for one test and puts the default back.
 struct ReadPath {
     explicit ReadPath(CStorage::UncachedReads mode) { CStorage::SetUncachedReads(mode); }
-    ~ReadPath() { CStorage::SetUncachedReads(CStorage::UncachedReads::kWhileRecycling); }
+    ~ReadPath() { CStorage::SetUncachedReads(CStorage::UncachedReads::kNever); }
 };
 
 void PrintTo(const Variant& variant, std::ostream* out) {

@@ -28,7 +28,7 @@ public:
         CStorage::SetReloadAtFullPool(reload);
     }
     ~ReadModes() {
-        CStorage::SetUncachedReads(CStorage::UncachedReads::kWhileRecycling);
+        CStorage::SetUncachedReads(CStorage::UncachedReads::kNever);
         CStorage::SetReloadAtFullPool(false);
     }
     ReadModes(const ReadModes&) = delete;
