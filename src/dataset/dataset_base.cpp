@@ -106,11 +106,7 @@ bool DataSetBase::FinishConfig(ILocalSource* source, IBaseCtr* item, const std::
 
 bool DataSetBase::ItemSwap(DataSetBase* a, DataSetBase* b) {
     if (a == nullptr || b == nullptr) return false;
-    if (a->storages_.size() != b->storages_.size()) return false;
-    for (auto ia = a->storages_.begin(), ib = b->storages_.begin(); ia != a->storages_.end(); ++ia, ++ib)
-        if (ia->first != ib->first) return false;
-    for (auto ia = a->storages_.begin(), ib = b->storages_.begin(); ia != a->storages_.end(); ++ia, ++ib)
-        ia->second->Swap(ib->second.get());
+    if (!SwapStorages(a->storages_, b->storages_)) return false;
     if (a->serialization_) a->serialization_->OnCMD("AxisUpdate", nullptr);
     if (b->serialization_) b->serialization_->OnCMD("AxisUpdate", nullptr);
     return false;

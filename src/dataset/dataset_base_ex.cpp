@@ -44,11 +44,7 @@ std::shared_ptr<CtrVar> DataSetBaseEx::GetExtendCtr(const VellumTypeID& type, bo
 
 bool DataSetBaseEx::ItemSwap(DataSetBaseEx* a, DataSetBaseEx* b) {
     if (a == nullptr || b == nullptr) return false;
-    if (a->storages_.size() != b->storages_.size()) return false;
-    for (auto ia = a->storages_.begin(), ib = b->storages_.begin(); ia != a->storages_.end(); ++ia, ++ib)
-        if (ia->first != ib->first) return false;
-    for (auto ia = a->storages_.begin(), ib = b->storages_.begin(); ia != a->storages_.end(); ++ia, ++ib)
-        ia->second->Swap(ib->second.get());
+    SwapStorages(a->storages_, b->storages_);
     return false;
 }
 

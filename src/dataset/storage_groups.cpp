@@ -25,3 +25,11 @@ bool BindGroupChannels(const StorageMap& storages, const ChannelGroup& group) {
     }
     return true;
 }
+
+bool SwapStorages(const StorageMap& a, const StorageMap& b) {
+    if (a.size() != b.size()) return false;
+    for (auto ia = a.begin(), ib = b.begin(); ia != a.end(); ++ia, ++ib)
+        if (ia->first != ib->first) return false;
+    for (auto ia = a.begin(), ib = b.begin(); ia != a.end(); ++ia, ++ib) ia->second->Swap(ib->second.get());
+    return true;
+}

@@ -25,3 +25,7 @@ std::shared_ptr<StorageBase> BindStorageInGroup(const void* owner, StorageMap& s
 // Binds each channel of group to its storage, in id order; false at the first id that
 // has no storage, leaving the storages switched so far.
 bool BindGroupChannels(const StorageMap& storages, const ChannelGroup& group);
+
+// Swaps the contents of the storages of a and b, id by id, when both hold the same ids;
+// false (and nothing swapped) when they differ.
+bool SwapStorages(const StorageMap& a, const StorageMap& b);

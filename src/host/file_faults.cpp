@@ -1,28 +1,22 @@
 #include "host/file_faults.h"
 
-#include <atomic>
+#include "host/process_hook.h"
 
 namespace Tessel {
 
 namespace {
 
-std::atomic<bool> g_installed{false};
-
-FileFaultHook& Hook() {
-    static FileFaultHook hook;
+ProcessHook<FileFaultHook>& Hook() {
+    static ProcessHook<FileFaultHook> hook;
     return hook;
 }
 
 }  // namespace
 
-void SetFileFaultHook(FileFaultHook hook) {
-    g_installed = false;
-    Hook() = std::move(hook);
-    g_installed = static_cast<bool>(Hook());
-}
+void SetFileFaultHook(FileFaultHook hook) { Hook().Set(std::move(hook)); }
 
 bool FileFaultInjected(FileOperation operation, const std::string& path) {
-    return g_installed.load(std::memory_order_acquire) && Hook()(operation, path);
+    return Hook().Installed() && Hook().Function()(operation, path);
 }
 
 }  // namespace Tessel

@@ -77,21 +77,34 @@ double CEdgeFinder<T>::EdgeTimeBetween(double a, double b, uint8_t type) {
 }
 
 template <class T>
+bool CEdgeFinder<T>::FilteredEdge(double t, unsigned int filter, bool forward) {
+    // Filter 1 (rising): the lower level, then the upper one beyond it; filter 2 the reverse.
+    const T first = filter == 1 ? m_lower : m_upper;
+    const T second = filter == 1 ? m_upper : m_lower;
+    double x = 0, y = 0;
+    if (!Find(first, t, x, forward) || !Find(second, x, y, forward)) return false;
+    x = LastCrossing(x, y, first);
+    m_answer.time = filter == 1 ? EdgeTimeBetween(x, y, m_answer.type) : EdgeTimeBetween(y, x, m_answer.type);
+    return true;
+}
+
+template <class T>
+bool CEdgeFinder<T>::EdgeBetween(double u, double l) {
+    // The later of the two crossings ends the edge; it starts at the other level's last crossing.
+    if (u > l) {
+        l = LastCrossing(l, u, m_lower);
+        m_answer.type = 1;
+    } else {
+        u = LastCrossing(u, l, m_upper);
+        m_answer.type = 2;
+    }
+    m_answer.time = EdgeTimeBetween(l, u, m_answer.type);
+    return true;
+}
+
+template <class T>
 bool CEdgeFinder<T>::NextEdge(double t, unsigned int filter) {
-    if (filter == 1) {
-        double a = 0, b = 0;
-        if (!Find(m_lower, t, a, true) || !Find(m_upper, a, b, true)) return false;
-        a = LastCrossing(a, b, m_lower);
-        m_answer.time = EdgeTimeBetween(a, b, m_answer.type);
-        return true;
-    }
-    if (filter == 2) {
-        double a = 0, b = 0;
-        if (!Find(m_upper, t, b, true) || !Find(m_lower, b, a, true)) return false;
-        b = LastCrossing(b, a, m_upper);
-        m_answer.time = EdgeTimeBetween(a, b, m_answer.type);
-        return true;
-    }
+    if (filter == 1 || filter == 2) return FilteredEdge(t, filter, true);
     double u = 0, l = 0;
     if (!Find(m_upper, t, u, true) || !Find(m_lower, t, l, true)) return false;
     if (Near(u, l)) {
@@ -115,33 +128,12 @@ bool CEdgeFinder<T>::NextEdge(double t, unsigned int filter) {
         m_answer.time = l;
         return true;
     }
-    if (u > l) {
-        l = LastCrossing(l, u, m_lower);
-        m_answer.type = 1;
-    } else {
-        u = LastCrossing(u, l, m_upper);
-        m_answer.type = 2;
-    }
-    m_answer.time = EdgeTimeBetween(l, u, m_answer.type);
-    return true;
+    return EdgeBetween(u, l);
 }
 
 template <class T>
 bool CEdgeFinder<T>::PrevEdge(double t, unsigned int filter) {
-    if (filter == 1) {
-        double a = 0, b = 0;
-        if (!Find(m_lower, t, a, false) || !Find(m_upper, a, b, false)) return false;
-        a = LastCrossing(a, b, m_lower);
-        m_answer.time = EdgeTimeBetween(a, b, m_answer.type);
-        return true;
-    }
-    if (filter == 2) {
-        double a = 0, b = 0;
-        if (!Find(m_upper, t, b, false) || !Find(m_lower, b, a, false)) return false;
-        b = LastCrossing(b, a, m_upper);
-        m_answer.time = EdgeTimeBetween(a, b, m_answer.type);
-        return true;
-    }
+    if (filter == 1 || filter == 2) return FilteredEdge(t, filter, false);
     double u = 0, l = 0;
     if (!Find(m_upper, t, u, false) || !Find(m_lower, t, l, false)) return false;
     if (Near(u, l)) {
@@ -151,15 +143,7 @@ bool CEdgeFinder<T>::PrevEdge(double t, unsigned int filter) {
         m_answer.time = l;
         return true;
     }
-    if (u > l) {
-        l = LastCrossing(l, u, m_lower);
-        m_answer.type = 1;
-    } else {
-        u = LastCrossing(u, l, m_upper);
-        m_answer.type = 2;
-    }
-    m_answer.time = EdgeTimeBetween(l, u, m_answer.type);
-    return true;
+    return EdgeBetween(u, l);
 }
 
 template class CEdgeFinder<int8_t>;

@@ -63,6 +63,10 @@ private:
     double SampleTime() const;
     bool Find(T value, double from, double& result, bool forward);
     double ValueAt(double t);
+    // The edge of filter 1 or 2 from t in the given direction.
+    bool FilteredEdge(double t, unsigned int filter, bool forward);
+    // The edge between the upper level's crossing u and the lower level's l.
+    bool EdgeBetween(double u, double l);
 
     T m_upper{};
     T m_lower{};

@@ -4,7 +4,23 @@
 
 #include "dataset/records.h"
 
+#include <cstdint>
+
 namespace value_search_detail {
+
+// Index reads move at most this many entries; the first look upward takes 30.
+constexpr uint64_t kIndexChunk = 65536;
+constexpr uint64_t kFirstLook = 30;
+
+// The entries of the upward walk's window at p, for a range ending at last in an index of
+// held entries: a whole chunk while one remains, else the rest of the range, one less where
+// that would reach past the index, and from entry 0 one less than the range holds.
+inline uint64_t UpwardWindow(uint64_t p, uint64_t last, uint64_t held) {
+    const uint64_t rem = last - p;
+    if (rem >= kIndexChunk) return kIndexChunk;
+    if (p != 0) return p + rem + 1 > held ? rem : rem + 1;
+    return last;
+}
 
 template <class T>
 double AsDouble(const T& value) {

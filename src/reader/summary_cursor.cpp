@@ -7,13 +7,14 @@
 #include <algorithm>
 #include <cmath>
 
+using value_search_detail::kFirstLook;
+using value_search_detail::kIndexChunk;
+using value_search_detail::UpwardWindow;
+
 namespace {
 
 // Units read into a window at a time.
 constexpr uint64_t kWindowUnits = 512;
-// The read windows of the entry walk upward, and its first look.
-constexpr uint64_t kIndexChunk = 65536;
-constexpr uint64_t kFirstLook = 30;
 
 }  // namespace
 
@@ -243,14 +244,7 @@ bool SummaryCursor<T>::FindUp(double value, uint64_t first, uint64_t last,
     // never tested.
     uint64_t end = first;
     for (uint64_t p = first; p <= last;) {
-        const uint64_t rem = last - p;
-        uint64_t count;
-        if (rem >= kIndexChunk)
-            count = kIndexChunk;
-        else if (p != 0)
-            count = p + rem + 1 > held_ ? rem : rem + 1;
-        else
-            count = last;
+        const uint64_t count = UpwardWindow(p, last, held_);
         if (count == 0 || count > held_ || p > held_ - count) break;
         if (p != first) chunk_starts_.push_back(p);
         p += count;

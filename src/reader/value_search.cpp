@@ -45,10 +45,6 @@ namespace value_search_detail {
 
 using Position = unsigned long long;
 
-// Index reads move at most this many entries; the first look upward takes 30.
-constexpr Position kIndexChunk = 65536;
-constexpr Position kFirstLook = 30;
-
 // Raw reads take at most 1 MiB of samples.
 template <class T>
 constexpr Position ScanCap() {
@@ -228,14 +224,7 @@ bool CBasicWaveReader<T>::FindNextIndex(double value, unsigned long long first, 
     }
     const Position held = index_reader_->Count();
     for (Position p = first; p <= last;) {
-        const Position rem = last - p;
-        Position count;
-        if (rem >= kIndexChunk)
-            count = kIndexChunk;
-        else if (p != 0)
-            count = p + rem + 1 > held ? rem : rem + 1;
-        else
-            count = last;  // from entry 0: one less than the range holds
+        const Position count = UpwardWindow(p, last, held);
         // Nothing to read (a range of entry 0 alone, or one entry past the index) would
         // never move on.
         if (count == 0) return false;
@@ -266,7 +255,7 @@ bool CBasicWaveReader<T>::FindPreIndex(double value, unsigned long long first, u
         // above, the partner of the top of the next piece.
         MinMaxData<T> upper{};
         for (Position hi = last + 1; hi > p;) {
-            const Position n = std::min(hi - p, kIndexChunk);
+            const Position n = std::min<Position>(hi - p, kIndexChunk);
             const Position lo = hi - n;
             piece.resize(n);
             if (index_reader_->Read(lo, piece.data(), n) != n) return false;
