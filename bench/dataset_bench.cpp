@@ -12,6 +12,8 @@
 
 #include <wavestore/wavestore.h>
 
+#include "bench_setup.h"
+
 #include "storage/block_storage.h"
 #include "storage/device_channels.h"
 #include "reader/index_summary.h"
@@ -131,11 +133,6 @@ BENCHMARK(BM_PushWithSummaryOnVsOff)->UseManualTime()->Unit(benchmark::kMillisec
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLogger::DefaultLogger().SetLevel(LogLevel::Warning);
-    CLocalSource scope("bench", GetRootLocal());
-    InitDataSetModule(&scope, 16, 256, 1, 2);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    bench::Start();
+    return bench::RunAndCleanUp(argc, argv);
 }

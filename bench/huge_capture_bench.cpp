@@ -11,6 +11,8 @@
 
 #include <wavestore/wavestore.h>
 
+#include "bench_setup.h"
+
 #include "dataset/axis.h"
 #include "reader/basic_wave_reader.h"
 #include "wave/wave_producer.h"
@@ -30,27 +32,15 @@
 
 namespace {
 
+using bench::ProjectFolder;
+using bench::Scope;
+
 using Clock = std::chrono::steady_clock;
 constexpr double kPeriod = 1e-6;
 constexpr double kValue = 2000.0;
 constexpr unsigned kColumns = 1000;
 
 double Seconds(Clock::time_point from) { return std::chrono::duration<double>(Clock::now() - from).count(); }
-
-CLocalSource& Scope() {
-    static auto* scope = new CLocalSource("huge-capture-bench", GetRootLocal());
-    return *scope;
-}
-
-const std::string& ProjectFolder() {
-    static const std::string folder = [] {
-        const auto path = std::filesystem::temp_directory_path() / ("wavestore-huge-bench-" + std::to_string(getpid()));
-        std::filesystem::create_directories(path);
-        ProjectFileManager::instance().SetProjectFolder(path.string());
-        return path.string();
-    }();
-    return folder;
-}
 
 uint64_t Samples() {
     const char* text = std::getenv("WAVESTORE_BENCH_HUGE_SAMPLES");
@@ -159,12 +149,6 @@ BENCHMARK(BM_HugeCapture)->UseManualTime()->Unit(benchmark::kMillisecond)->Itera
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLogger::DefaultLogger().SetLevel(LogLevel::Error);
-    InitDataSetModule(&Scope(), 16, 256, 1, 2);
-    ProjectFolder();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    std::filesystem::remove_all(ProjectFolder());
-    return 0;
+    bench::Start({.log_level = LogLevel::Error});
+    return bench::RunAndCleanUp(argc, argv);
 }

@@ -19,6 +19,8 @@
 
 #include <wavestore/wavestore.h>
 
+#include "bench_setup.h"
+
 #include <benchmark/benchmark.h>
 
 #include "process_memory.h"
@@ -34,6 +36,7 @@
 
 namespace {
 
+using bench::Scope;
 using bench::ResetPeak;
 using bench::StatusKiB;
 
@@ -42,11 +45,6 @@ constexpr double kPeriod = 1e-6;
 constexpr uint64_t kIndexStep = 1000;
 
 double Seconds(Clock::time_point from) { return std::chrono::duration<double>(Clock::now() - from).count(); }
-
-CLocalSource& Scope() {
-    static auto* scope = new CLocalSource("math-bench", GetRootLocal());
-    return *scope;
-}
 
 uint64_t Samples() {
     const char* text = std::getenv("WAVESTORE_BENCH_MATH_SAMPLES");
@@ -171,10 +169,6 @@ BENCHMARK(BM_CalcRangeVsPlainLoop)->UseManualTime()->Unit(benchmark::kMillisecon
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLogger::DefaultLogger().SetLevel(LogLevel::Critical);  // CalcRange traces at error level
-    InitDataSetModule(&Scope(), 16, 256, 1, 2);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    bench::Start({.log_level = LogLevel::Critical});  // CalcRange traces at error level
+    return bench::RunAndCleanUp(argc, argv);
 }

@@ -12,6 +12,8 @@
 
 #include <wavestore/wavestore.h>
 
+#include "bench_setup.h"
+
 #include "host/file_faults.h"
 #include "storage/block_storage.h"
 #include "storage/device_channels.h"
@@ -34,21 +36,13 @@
 
 namespace {
 
+using bench::ProjectFolder;
 using bench::ResetPeak;
 using bench::StatusKiB;
 
 using Clock = std::chrono::steady_clock;
 constexpr uint64_t kMiB = 1048576;
 constexpr unsigned kPoolMiB = 64;
-
-const std::filesystem::path& ProjectFolder() {
-    static const std::filesystem::path folder = [] {
-        auto path = std::filesystem::temp_directory_path() / ("wavestore-memory-bench-" + std::to_string(::getpid()));
-        ProjectFileManager::instance().SetProjectFolder(path.string());
-        return path;
-    }();
-    return folder;
-}
 
 void BM_TenPoolsSlowThenFullDisk(benchmark::State& state) {
     std::atomic<bool> full{false};
@@ -97,13 +91,7 @@ BENCHMARK(BM_TenPoolsSlowThenFullDisk)->UseManualTime()->Unit(benchmark::kMillis
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLogger::DefaultLogger().SetLevel(LogLevel::Critical);  // the full disk's error, once a pass
-    CLocalSource scope("bench", GetRootLocal());
-    InitDataSetModule(&scope, 16, kPoolMiB, 1, 2);
-    ProjectFolder();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    std::filesystem::remove_all(ProjectFolder());
-    return 0;
+    // Critical: the full disk's error comes once a pass.
+    bench::Start({.pool_mib = kPoolMiB, .log_level = LogLevel::Critical});
+    return bench::RunAndCleanUp(argc, argv);
 }

@@ -14,6 +14,8 @@
 
 #include <wavestore/wavestore.h>
 
+#include "bench_setup.h"
+
 #include "dataset/axis.h"
 #include "module/type_registration.h"
 #include "reader/basic_wave_reader.h"
@@ -32,16 +34,13 @@
 
 namespace {
 
+using bench::Scope;
+
 using Clock = std::chrono::steady_clock;
 constexpr double kPeriod = 1e-6;
 constexpr unsigned kColumns = 1000;
 
 double Seconds(Clock::time_point from) { return std::chrono::duration<double>(Clock::now() - from).count(); }
-
-CLocalSource& Scope() {
-    static auto* scope = new CLocalSource("minmax-bench", GetRootLocal());
-    return *scope;
-}
 
 // A deterministic noisy sawtooth, generated in blocks.
 void Generate(std::vector<float>& block, uint64_t from) {
@@ -257,10 +256,6 @@ BENCHMARK(BM_ZoomedView)
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLogger::DefaultLogger().SetLevel(LogLevel::Warning);
-    InitDataSetModule(&Scope(), 16, 256, 1, 2);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    bench::Start();
+    return bench::RunAndCleanUp(argc, argv);
 }

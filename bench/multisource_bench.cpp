@@ -13,6 +13,8 @@
 
 #include <wavestore/wavestore.h>
 
+#include "bench_setup.h"
+
 #include "host/item_binding.h"
 #include "host/struct_type.h"
 #include "reader/multi_source_reader.h"
@@ -208,13 +210,8 @@ BENCHMARK(BM_SeekVsArrayMerge)->UseManualTime()->Unit(benchmark::kMillisecond)->
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLogger::DefaultLogger().SetLevel(LogLevel::Warning);
-    CLocalSource scope("bench", GetRootLocal());
-    InitDataSetModule(&scope, 16, 256, 1, 2);
-    Fixture fixture(&scope);
+    bench::Start();
+    Fixture fixture(&bench::Scope());
     TheFixture = &fixture;
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench::RunAndCleanUp(argc, argv);
 }

@@ -18,6 +18,8 @@
 
 #include <wavestore/wavestore.h>
 
+#include "bench_setup.h"
+
 #include "dataset/axis.h"
 #include "module/type_registration.h"
 #include "reader/basic_wave_reader.h"
@@ -43,6 +45,9 @@
 
 namespace {
 
+using bench::ProjectFolder;
+using bench::Scope;
+
 using Clock = std::chrono::steady_clock;
 constexpr double kPeriod = 1e-6;
 constexpr unsigned kColumns = 1000;
@@ -51,18 +56,7 @@ constexpr uint64_t kBatch = kMiB / sizeof(float);  // samples per 1 MiB batch an
 
 double Seconds(Clock::time_point from) { return std::chrono::duration<double>(Clock::now() - from).count(); }
 
-CLocalSource& Scope() {
-    static auto* scope = new CLocalSource("peer-bench", GetRootLocal());
-    return *scope;
-}
-
-const std::string& Folder() {
-    static const std::string folder =
-        (std::filesystem::temp_directory_path() / ("wavestore-peer-" + std::to_string(getpid()))).string();
-    return folder;
-}
-
-std::string Hdf5Path() { return Folder() + "/peer.h5"; }
+std::string Hdf5Path() { return ProjectFolder() + "/peer.h5"; }
 
 uint64_t CaptureSamples() {
     const char* text = std::getenv("WAVESTORE_PEER_GIB");
@@ -293,7 +287,7 @@ void BM_AppendVsHdf5(benchmark::State& state) {
     state.counters["ours_flush_s"] = flush / iterations;
     state.counters["hdf5_file_MiB"] = static_cast<double>(std::filesystem::file_size(Hdf5Path())) / kMiB;
     uint64_t our_bytes = 0;  // our cache files: samples, index and areas
-    for (const auto& entry : std::filesystem::directory_iterator(Folder()))
+    for (const auto& entry : std::filesystem::directory_iterator(ProjectFolder()))
         if (entry.is_regular_file() && entry.path() != Hdf5Path()) our_bytes += entry.file_size();
     state.counters["ours_files_MiB"] = static_cast<double>(our_bytes) / kMiB;
     state.counters["index_entries"] = static_cast<double>(OurCapture().dataset->GetStorage("Index")->Count());
@@ -364,16 +358,8 @@ BENCHMARK(BM_WholeViewVsHdf5)->UseManualTime()->Unit(benchmark::kMillisecond)->I
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLogger::DefaultLogger().SetLevel(LogLevel::Warning);
     // WAVESTORE_PEER_ATOM sets the pool's atom, the block size, in units of 32 KiB (default 1).
     const char* atom = std::getenv("WAVESTORE_PEER_ATOM");
-    InitDataSetModule(&Scope(), 16, 256, atom ? static_cast<unsigned>(std::strtoul(atom, nullptr, 10)) : 1, 2);
-    ProjectFileManager::instance().SetProjectFolder(Folder());
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    OurCapture().item.reset();  // its cache files go with it
-    ProjectFileManager::instance().ReleaseAll();
-    std::filesystem::remove_all(Folder());
-    return 0;
+    bench::Start({.atom = atom ? static_cast<unsigned>(std::strtoul(atom, nullptr, 10)) : 1});
+    return bench::RunAndCleanUp(argc, argv, [] { OurCapture().item.reset(); });  // its cache files go with it
 }

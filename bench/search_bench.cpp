@@ -14,6 +14,8 @@
 
 #include <wavestore/wavestore.h>
 
+#include "bench_setup.h"
+
 #include "dataset/axis.h"
 #include "reader/basic_wave_reader.h"
 #include "wave/wave_producer.h"
@@ -34,6 +36,9 @@
 
 namespace {
 
+using bench::ProjectFolder;
+using bench::Scope;
+
 using Clock = std::chrono::steady_clock;
 constexpr double kPeriod = 1e-6;
 constexpr double kValue = 5.0;
@@ -42,20 +47,6 @@ constexpr double kValue = 5.0;
 uint64_t Crossing(uint64_t samples) { return samples - samples / 200; }
 
 double Seconds(Clock::time_point from) { return std::chrono::duration<double>(Clock::now() - from).count(); }
-
-CLocalSource& Scope() {
-    static auto* scope = new CLocalSource("search-bench", GetRootLocal());
-    return *scope;
-}
-
-const std::string& ProjectFolder() {
-    static const std::string folder = [] {
-        const auto path = std::filesystem::temp_directory_path() / ("wavestore-search-bench-" + std::to_string(getpid()));
-        ProjectFileManager::instance().SetProjectFolder(path.string());
-        return path.string();
-    }();
-    return folder;
-}
 
 // Noise in [0, 1) up to the crossing, in [10, 11) from there on.
 void Generate(std::vector<float>& block, uint64_t from, uint64_t crossing) {
@@ -200,13 +191,6 @@ BENCHMARK(BM_FindForward)
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLogger::DefaultLogger().SetLevel(LogLevel::Warning);
-    InitDataSetModule(&Scope(), 16, 256, 1, 2);
-    ProjectFolder();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    captures.clear();
-    std::filesystem::remove_all(ProjectFolder());
-    return 0;
+    bench::Start();
+    return bench::RunAndCleanUp(argc, argv, [] { captures.clear(); });
 }

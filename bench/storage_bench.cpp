@@ -11,6 +11,8 @@
 
 #include <wavestore/wavestore.h>
 
+#include "bench_setup.h"
+
 #include "storage/block_storage.h"
 #include "storage/device_channels.h"
 
@@ -31,6 +33,8 @@
 
 namespace {
 
+using bench::ProjectFolder;
+
 using Clock = std::chrono::steady_clock;
 constexpr uint64_t kMiB = 1048576;
 constexpr unsigned kPoolMiB = 256;
@@ -47,16 +51,6 @@ uint64_t PeakRssBytes() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return static_cast<uint64_t>(usage.ru_maxrss) * 1024;
-}
-
-const std::string& ProjectFolder() {
-    static const std::string folder = [] {
-        std::string path = (std::filesystem::temp_directory_path() / ("wavestore-bench-" + std::to_string(getpid())))
-                               .string();
-        ProjectFileManager::instance().SetProjectFolder(path);
-        return path;
-    }();
-    return folder;
 }
 
 // Appends of 1 MiB batches into a storage without a channel, as a host makes them: the
@@ -251,13 +245,6 @@ BENCHMARK(BM_AppendLongAsHost)->UseManualTime()->Unit(benchmark::kMillisecond)->
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLogger::DefaultLogger().SetLevel(LogLevel::Warning);
-    CLocalSource scope("bench", GetRootLocal());
-    InitDataSetModule(&scope, 16, kPoolMiB, 1, 2);
-    ProjectFolder();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    std::filesystem::remove_all(ProjectFolder());
-    return 0;
+    bench::Start({.pool_mib = kPoolMiB});
+    return bench::RunAndCleanUp(argc, argv);
 }

@@ -15,6 +15,8 @@
 
 #include <wavestore/wavestore.h>
 
+#include "bench_setup.h"
+
 #include "dataset/axis.h"
 #include "trend/basic_trend_dataset.h"
 #include "trend/trend_columns.h"
@@ -33,25 +35,14 @@
 
 namespace {
 
+using bench::ProjectFolder;
+using bench::Scope;
+
 using Clock = std::chrono::steady_clock;
 constexpr uint64_t kPoints = 10000000ull;
 constexpr unsigned kColumns = 1000;
 
 double Seconds(Clock::time_point from) { return std::chrono::duration<double>(Clock::now() - from).count(); }
-
-CLocalSource& Scope() {
-    static auto* scope = new CLocalSource("trend-bench", GetRootLocal());
-    return *scope;
-}
-
-const std::string& ProjectFolder() {
-    static const std::string folder = [] {
-        const auto path = std::filesystem::temp_directory_path() / ("wavestore-trend-bench-" + std::to_string(getpid()));
-        ProjectFileManager::instance().SetProjectFolder(path.string());
-        return path.string();
-    }();
-    return folder;
-}
 
 struct Capture {
     std::unique_ptr<IBaseCtr> item;
@@ -184,13 +175,6 @@ BENCHMARK(BM_WholeTrendView)->UseManualTime()->Unit(benchmark::kMillisecond)->It
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLogger::DefaultLogger().SetLevel(LogLevel::Warning);
-    InitDataSetModule(&Scope(), 16, 256, 1, 2);
-    ProjectFolder();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    the_capture.reset();
-    std::filesystem::remove_all(ProjectFolder());
-    return 0;
+    bench::Start();
+    return bench::RunAndCleanUp(argc, argv, [] { the_capture.reset(); });
 }
