@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <utility>
 #include <vector>
@@ -121,6 +122,22 @@ int64_t CFile::Read(void* buffer, uint64_t bytes) {
     return static_cast<int64_t>(done);
 }
 
+namespace {
+
+std::atomic<bool> g_earlyWriteback{true};
+
+// Starts the writeback of bytes written at offset; failures only mean it starts later.
+void StartWriteback(int fd, int64_t offset, uint64_t bytes) {
+    if (offset >= 0 && bytes > 0 && g_earlyWriteback.load(std::memory_order_relaxed))
+        ::sync_file_range(fd, static_cast<off_t>(offset), static_cast<off_t>(bytes), SYNC_FILE_RANGE_WRITE);
+}
+
+}  // namespace
+
+void CFile::SetEarlyWriteback(bool on) { g_earlyWriteback = on; }
+
+bool CFile::EarlyWriteback() { return g_earlyWriteback; }
+
 int64_t CFile::Write(const void* buffer, uint64_t bytes) {
     if (fd_ < 0 || !(mode_ & ModeWrite)) return -1;
     if (FileFaultInjected(FileOperation::Write, path_)) {
@@ -128,7 +145,8 @@ int64_t CFile::Write(const void* buffer, uint64_t bytes) {
         return -1;
     }
     const auto* in = static_cast<const char*>(buffer);
-    const int64_t at = FileChangeObserved() ? GetPosition() : -1;
+    const bool tell = g_earlyWriteback.load(std::memory_order_relaxed) || FileChangeObserved();
+    const int64_t at = tell ? GetPosition() : -1;
     uint64_t done = 0;
     bool failed = false;
     while (done < bytes) {
@@ -141,7 +159,9 @@ int64_t CFile::Write(const void* buffer, uint64_t bytes) {
         if (n == 0) break;
         done += static_cast<uint64_t>(n);
     }
-    if (done > 0 && at >= 0) NotifyFileChange(path_, FileChange::Write, static_cast<uint64_t>(at), in, done);
+    StartWriteback(fd_, at, done);
+    if (done > 0 && at >= 0 && FileChangeObserved())
+        NotifyFileChange(path_, FileChange::Write, static_cast<uint64_t>(at), in, done);
     return failed && done == 0 ? -1 : static_cast<int64_t>(done);
 }
 
@@ -207,6 +227,7 @@ int64_t CFile::WriteAt(const iovec* pieces, int count, uint64_t offset) {
     const int fd = fd_;
     const int64_t done =
         TransferAt(pieces, count, offset, [fd](const iovec* p, int n, off_t at) { return ::pwritev(fd, p, n, at); });
+    if (done > 0) StartWriteback(fd, static_cast<int64_t>(offset), static_cast<uint64_t>(done));
     if (done > 0 && FileChangeObserved()) {
         // One change per piece, for the bytes that went.
         uint64_t left = static_cast<uint64_t>(done), at = offset;

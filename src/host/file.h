@@ -64,6 +64,13 @@ public:
     // Makes written data durable; false when not open or the system refuses.
     bool Flush();
 
+    // Early writeback (on by default): every write asks the system to start writing its
+    // bytes to the disk at once, without waiting for it. A later Flush then finds little
+    // left to write, instead of the whole dirty stretch since the last one. It changes no
+    // byte of any file. For the whole process.
+    static void SetEarlyWriteback(bool on);
+    static bool EarlyWriteback();
+
 private:
     int fd_ = -1;
     unsigned mode_ = 0;
