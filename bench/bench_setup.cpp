@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 
 namespace bench {
@@ -23,6 +24,8 @@ const std::string& ProjectFolder() {
 }
 
 void Start(const Setup& setup) {
+    if (const char* off = std::getenv("WAVESTORE_BENCH_NO_EARLY_WRITEBACK"); off && off[0] == '1')
+        Tessel::CFile::SetEarlyWriteback(false);
     CLogger::DefaultLogger().SetLevel(setup.log_level);
     InitDataSetModule(&Scope(), 16, setup.pool_mib, setup.atom, 2);
     ProjectFolder();

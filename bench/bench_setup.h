@@ -22,6 +22,7 @@ CLocalSource& Scope();
 const std::string& ProjectFolder();
 
 // Sets the log level, starts the module with the pool and makes the project folder.
+// WAVESTORE_BENCH_NO_EARLY_WRITEBACK=1 turns the files' early writeback off.
 void Start(const Setup& setup = {});
 
 // Runs the benchmarks selected on the command line, then calls release (which drops what

@@ -17,7 +17,7 @@
 //
 // WAVESTORE_PEER_GIB sets the capture size (default 2, through a 256 MiB pool, so most of
 // it lives in the cache files). WAVESTORE_PEER_NO_THROTTLE=1 turns the writer throttle off,
-// WAVESTORE_PEER_NO_EARLY_WRITEBACK=1 our files' early writeback.
+// WAVESTORE_BENCH_NO_EARLY_WRITEBACK=1 our files' early writeback.
 
 #include <wavestore/wavestore.h>
 
@@ -376,8 +376,6 @@ BENCHMARK(BM_WholeViewVsHdf5)->UseManualTime()->Unit(benchmark::kMillisecond)->I
 int main(int argc, char** argv) {
     // WAVESTORE_PEER_ATOM sets the pool's atom, the block size, in units of 32 KiB (default 1).
     const char* atom = std::getenv("WAVESTORE_PEER_ATOM");
-    if (const char* off = std::getenv("WAVESTORE_PEER_NO_EARLY_WRITEBACK"); off && off[0] == '1')
-        Tessel::CFile::SetEarlyWriteback(false);
     bench::Start({.atom = atom ? static_cast<unsigned>(std::strtoul(atom, nullptr, 10)) : 1});
     return bench::RunAndCleanUp(argc, argv, [] { OurCapture().item.reset(); });  // its cache files go with it
 }
