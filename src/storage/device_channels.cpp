@@ -58,7 +58,16 @@ struct MFData {
 
 ManagedFileCache::ManagedFileCache(std::unique_ptr<MFData> data) : d_(std::move(data)) {}
 
-ManagedFileCache::~ManagedFileCache() = default;
+ManagedFileCache::~ManagedFileCache() {
+    // A cache file made for this channel has no other user: unless a saved project keeps
+    // it, it is closed and removed now instead of with the project, which would hold its
+    // descriptor until then. A file of the loaded project stays open for others.
+    if (d_->read_only) return;
+    const std::shared_ptr<IProjectFile> file = d_->LockFile();
+    if (!file || !file->GetAutoRemove()) return;
+    d_->proxy.reset();
+    ProjectFileManager::instance().ReleaseFile(d_->id);
+}
 
 int64_t ManagedFileCache::Read(void* buffer, uint64_t bytes, uint64_t offset) {
     std::lock_guard lock(d_->mutex);
