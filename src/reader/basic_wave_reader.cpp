@@ -378,16 +378,22 @@ void CBasicWaveReader<T>::CalcBoundary(int64_t& begin_ns, int64_t& end_ns) const
     (void)end_ns;  // the end of a range is not snapped
     const int64_t step = Ns(index_step_);
     if (step <= 0) return;
+    // The distance from 0 is taken unsigned, so that -2^63 has one; a snap to a multiple
+    // of the step that has no 64-bit time leaves the begin as it is.
     const bool negative = begin_ns < 0;
-    int64_t a = negative ? -begin_ns : begin_ns;
-    const int64_t q = a / step;
-    const double below = static_cast<double>(a % step) / static_cast<double>(step);
-    const double above = static_cast<double>((q + 1) * step - a) / static_cast<double>(step);
+    const uint64_t a = negative ? 0 - static_cast<uint64_t>(begin_ns) : static_cast<uint64_t>(begin_ns);
+    const auto s = static_cast<uint64_t>(step);
+    const uint64_t r = a % s;
+    const double below = static_cast<double>(r) / static_cast<double>(step);
+    const double above = static_cast<double>(s - r) / static_cast<double>(step);
+    uint64_t snapped = a;
     if (below < 0.1)
-        a = q * step;
+        snapped = a - r;
     else if (above < 0.1)
-        a = (q + 1) * step;
-    begin_ns = negative ? -a : a;
+        snapped = a + (s - r);  // below 2^64: a is at most 2^63 and s - r below 2^63
+    const uint64_t limit = negative ? uint64_t{1} << 63 : (uint64_t{1} << 63) - 1;
+    if (snapped > limit) return;
+    begin_ns = negative ? static_cast<int64_t>(0 - snapped) : static_cast<int64_t>(snapped);
 }
 
 template <class T>
