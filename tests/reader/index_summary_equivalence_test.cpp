@@ -97,28 +97,6 @@ struct Capture : testing_support::TestWave<T> {
         last_time = t + kPeriod * 10;
     }
 
-    // Samples and columns pushed as they come, without areas: columns that no producer
-    // would make (min above max, one field NaN, infinities).
-    void FillArbitrary(uint64_t samples) {
-        std::vector<T> wave(samples);
-        for (auto& v : wave) v = Value(Uniform(-30, 30));
-        this->dataset->Push(wave.data(), wave.size());
-        std::vector<MinMaxData<T>> columns(samples / ppi + 1);
-        for (auto& c : columns) {
-            c = {Value(Uniform(-30, 30)), Value(Uniform(-30, 30))};
-            if (Below(3) == 0) std::swap(c.min, c.max);
-            if constexpr (kIsFloatingElement<T>) {
-                const uint64_t odd = Below(30);
-                if (odd == 0) c.min = std::numeric_limits<T>::quiet_NaN();
-                if (odd == 1) c.max = std::numeric_limits<T>::quiet_NaN();
-                if (odd == 2) c = {std::numeric_limits<T>::infinity(), -std::numeric_limits<T>::infinity()};
-            }
-            values.push_back(static_cast<double>(c.min));
-        }
-        this->dataset->Push(columns.data(), columns.size());
-        last_time = static_cast<double>(samples) * kPeriod;
-    }
-
     std::unique_ptr<OpenReader<T>> Summarised() {
         auto reader = this->template MakeReader<OpenReader<T>>();
         reader->SetIndexSummary(this->dataset->Summary());
@@ -272,16 +250,6 @@ TYPED_TEST(IndexSummaryEquivalence, EveryStateOfTheSummary) {
     if (!previous_folder.empty()) ProjectFileManager::instance().SetProjectFolder(previous_folder);
     std::error_code ignored;
     fs::remove_all(dir, ignored);
-}
-
-// Columns that no producer makes, on a wave without areas.
-TEST(IndexSummaryEquivalenceOf, ArbitraryColumns) {
-    Capture<float> floats("WAVEDATASET[FLOAT]", 2, 5);
-    floats.FillArbitrary(90000);
-    CompareAll(floats, 300, 150);
-    Capture<int16_t> shorts("WAVEDATASET[INT16]", 2, 6);
-    shorts.FillArbitrary(90000);
-    CompareAll(shorts, 300, 150);
 }
 
 TEST(IndexSummaryEquivalenceOf, SwitchedOffAndOnAgain) {
