@@ -1,8 +1,9 @@
-// The index summary changes no result: views and searches through a reader that has the
-// dataset's summary, against a reader on the same storages without it, bit for bit, on
-// random waves with gaps, invalid or flat stretches and signed zeros; after a rebuild from
-// "Index", across a save and a load (the loaded dataset rebuilds in the background), after
-// a clear and new pushes, on columns no producer makes, and switched off and on again.
+// The accelerations change no result, bit for bit, on random waves with gaps, invalid,
+// lowest or flat stretches and signed zeros. The index summary: views and searches through
+// a reader that has the dataset's summary against one on the same storages without it;
+// after a rebuild from "Index", across a save and a load (the loaded dataset rebuilds in
+// the background), after a clear and new pushes, and switched off and on again. The direct
+// raw column scan: views with it against views through the windowed scan.
 
 #include "dataset/element_types.h"
 #include "dataset/serialization_helper.h"
@@ -58,7 +59,7 @@ struct Capture : testing_support::TestWave<T> {
     }
 
     // Runs of random length with gaps between them; each run a random walk with jumps,
-    // flat stretches and stretches of the invalid value.
+    // flat stretches and stretches of the invalid value or of the lowest value.
     void Fill(uint64_t samples) {
         const double index_period = __internal::DataSetTool(this->item.get()).GetIndexStepTime();
         WaveProducer<T> producer(*this->dataset, kPeriod, index_period);
@@ -75,6 +76,8 @@ struct Capture : testing_support::TestWave<T> {
                 for (uint64_t j = 0; j < stretch; ++j, ++i) {
                     if (kind == 0) {
                         run[i] = InvalidValue<T>();
+                    } else if (kind == 2) {
+                        run[i] = kIsFloatingElement<T> ? -std::numeric_limits<T>::infinity() : std::numeric_limits<T>::lowest();
                     } else if (kind == 1) {
                         run[i] = Value(x);  // flat
                     } else {
@@ -104,12 +107,17 @@ struct Capture : testing_support::TestWave<T> {
     }
 };
 
-// Compares views through both readers; indexed counts the views that an index served.
+// The views that an index served, and those that scanned raw samples for columns.
+struct ViewCounts {
+    int indexed = 0, raw = 0;
+};
+
+// Compares views through both readers, calling before(true) ahead of each view through
+// `with` and before(false) ahead of each through `without`.
 template <class T>
 void CompareViews(Capture<T>& capture, CBasicWaveReader<T>& with, CBasicWaveReader<T>& without, int views,
-                  int& indexed) {
+                  ViewCounts& counts, void (*before)(bool) = [](bool) {}) {
     const double total = capture.last_time;
-    indexed = 0;
     std::vector<MinMaxData<double>> a, b;
     for (int v = 0; v < views; ++v) {
         const double span = std::exp(capture.Uniform(std::log(3 * kPeriod), std::log(total * 1.3)));
@@ -122,7 +130,9 @@ void CompareViews(Capture<T>& capture, CBasicWaveReader<T>& with, CBasicWaveRead
         double begin_b = begin, end_b = end;
         a.clear();
         b.clear();
+        before(true);
         with.GetMinMaxData(begin, end, a, columns, param, whole);
+        before(false);
         without.GetMinMaxData(begin_b, end_b, b, columns, param, whole);
         SCOPED_TRACE(::testing::Message() << "view " << v << " columns " << columns << " mode " << param.mode
                                           << " whole " << int(whole) << " span " << span);
@@ -132,7 +142,9 @@ void CompareViews(Capture<T>& capture, CBasicWaveReader<T>& with, CBasicWaveRead
             ASSERT_TRUE(SameBits(a[i].min, b[i].min) && SameBits(a[i].max, b[i].max))
                 << "column " << i << ": " << a[i].min << " " << a[i].max << " vs " << b[i].min << " " << b[i].max;
         }
-        if (with.PointsPerColumn() >= static_cast<double>(with.PointsPerIndex())) ++indexed;
+        const double ppc = with.PointsPerColumn();
+        counts.indexed += ppc >= static_cast<double>(with.PointsPerIndex());
+        counts.raw += whole == 0 && ppc > 1.0 && ppc < static_cast<double>(with.PointsPerIndex());
     }
 }
 
@@ -176,10 +188,10 @@ void CompareAll(Capture<T>& capture, int views, int searches) {
     ASSERT_TRUE(capture.dataset->WaitIndexSummary());
     auto with = capture.Summarised();
     auto without = capture.template MakeReader<OpenReader<T>>();
-    int indexed = 0;
-    CompareViews(capture, *with, *without, views, indexed);
+    ViewCounts counts;
+    CompareViews(capture, *with, *without, views, counts);
     if (::testing::Test::HasFatalFailure()) return;
-    EXPECT_GT(indexed, views / 10);  // the index served a good share of the views
+    EXPECT_GT(counts.indexed, views / 10);  // the index served a good share of the views
     CompareSearches(capture, *with, *without, searches);
 }
 
@@ -207,18 +219,43 @@ std::unique_ptr<Capture<T>> SaveAndLoad(Capture<T>& saved, const char* type, con
 }
 
 template <class T>
-class IndexSummaryEquivalence : public ::testing::Test {};
+const char* TypeName() {
+    if constexpr (std::is_same_v<T, float>) return "WAVEDATASET[FLOAT]";
+    if constexpr (std::is_same_v<T, double>) return "WAVEDATASET[DOUBLE]";
+    if constexpr (std::is_same_v<T, int16_t>) return "WAVEDATASET[INT16]";
+    return "TEST_WAVE_U8";
+}
+
+template <class T>
+class Acceleration : public ::testing::Test {};
 
 using ElementTypes = ::testing::Types<float, double, int16_t, uint8_t>;
-TYPED_TEST_SUITE(IndexSummaryEquivalence, ElementTypes);
+TYPED_TEST_SUITE(Acceleration, ElementTypes);
+
+// The raw column scan folded in place in the sample window against the windowed scan it
+// replaced: index columns of 100 samples, then of 5000, where raw-scanned columns hold
+// thousands of samples, both paths fold in lanes and the sign of a zero depends on their
+// order. Two readers draw the same views in the same order (a reader keeps its column
+// width between calls).
+TYPED_TEST(Acceleration, DirectColumnScanEqualsTheWindowedScan) {
+    using T = TypeParam;
+    for (const uint64_t step : {100u, 5000u}) {
+        SCOPED_TRACE(step);
+        Capture<T> capture(TypeName<T>(), step, step + sizeof(T));
+        capture.Fill(80000);
+        std::unique_ptr<CBasicWaveReader<T>> direct(capture.dataset->CreateBasicWaveReader()),
+            windowed(capture.dataset->CreateBasicWaveReader());
+        ViewCounts counts;
+        CompareViews(capture, *direct, *windowed, 300, counts, [](bool on) { CBasicWaveReader<T>::SetDirectColumnScan(on); });
+        CBasicWaveReader<T>::SetDirectColumnScan(true);
+        EXPECT_GT(counts.raw, 300 / 5);  // the comparison means something only if many views scanned raw
+    }
+}
 
 // Fresh pushes, a rebuild asked for, a save and a load, a clear and new pushes.
-TYPED_TEST(IndexSummaryEquivalence, EveryStateOfTheSummary) {
+TYPED_TEST(Acceleration, IndexSummaryInEveryStateEqualsTheColumns) {
     using T = TypeParam;
-    const char* type = std::is_same_v<T, float>    ? "WAVEDATASET[FLOAT]"
-                       : std::is_same_v<T, double> ? "WAVEDATASET[DOUBLE]"
-                       : std::is_same_v<T, int16_t> ? "WAVEDATASET[INT16]"
-                                                    : "TEST_WAVE_U8";
+    const char* type = TypeName<T>();
     const uint64_t step = std::is_same_v<T, int16_t> ? 4 : 2, samples = std::is_same_v<T, int16_t> ? 160000 : 90000;
     const std::string previous_folder = ProjectFileManager::instance().GetProjectFolder();
     const fs::path dir = fs::temp_directory_path() / ("wavestore-summary-" + std::to_string(::getpid()) + "-" + type);
@@ -252,7 +289,7 @@ TYPED_TEST(IndexSummaryEquivalence, EveryStateOfTheSummary) {
     fs::remove_all(dir, ignored);
 }
 
-TEST(IndexSummaryEquivalenceOf, SwitchedOffAndOnAgain) {
+TEST(Acceleration, IndexSummarySwitchedOffAndOnAgain) {
     Capture<int16_t> capture("WAVEDATASET[INT16]", 2, 7);
     capture.Fill(70000);
     capture.dataset->SetIndexSummary(false);
@@ -260,9 +297,9 @@ TEST(IndexSummaryEquivalenceOf, SwitchedOffAndOnAgain) {
     EXPECT_FALSE(capture.dataset->WaitIndexSummary());
     EXPECT_EQ(capture.dataset->IndexSummaryBytes(), 0u);
     capture.Fill(10000);  // off, pushes are not folded
-    int indexed = 0;
-    CompareViews(capture, *capture.Summarised(), *capture.template MakeReader<OpenReader<int16_t>>(), 200, indexed);
-    EXPECT_GT(indexed, 0);
+    ViewCounts counts;
+    CompareViews(capture, *capture.Summarised(), *capture.template MakeReader<OpenReader<int16_t>>(), 200, counts);
+    EXPECT_GT(counts.indexed, 0);
     capture.dataset->SetIndexSummary(true);  // on again, rebuilt from "Index"
     CompareAll(capture, 300, 100);
 }
