@@ -66,20 +66,14 @@ void PushIrregular(Trend<T>& t, int count) {
 
 }  // namespace
 
-TEST(TrendColumns, ShortSpansAreServedFromThePoints) {
+TEST(TrendColumns, AColumnWithoutAPointIsNaNWhateverTheFillMode) {
     Trend<double> t("BASIC_TREND[DOUBLE]");
     for (uint64_t i = 0; i < 100; ++i) t.Push(i * kMs, static_cast<double>(i));
-    auto reader = t.Reader();
     double begin = Seconds(10 * kMs), end = Seconds(20 * kMs);
     std::vector<MinMaxData<double>> out;
-    reader->GetMinMaxData(begin, end, out, 10, GetDataParam{}, 0);
-    std::vector<MinMaxData<double>> expected;
-    for (int k = 0; k < 9; ++k) expected.push_back({10.0 + k, 10.0 + k});
-    expected.push_back({19, 20});  // the last column holds a point at the end
-    EXPECT_EQ(Text(out), Text(expected));
-    // More columns than points: a column without a point is NaN, whatever the fill mode.
-    reader->GetMinMaxData(begin, end, out, 20, GetDataParam{1}, 0);
+    t.Reader()->GetMinMaxData(begin, end, out, 20, GetDataParam{1}, 0);  // more columns than points
     ASSERT_EQ(out.size(), 20u);
+    EXPECT_EQ(out[0].min, 10.0);
     EXPECT_EQ(Text(out)[1], "nan nan");
     EXPECT_EQ(out[2].max, 11.0);
 }
