@@ -100,10 +100,12 @@ TEST(ValueSearch, FromAGapBothWaysAndPastTheEndsThroughThePiece) {
     for (bool index : {false, true}) {
         // On a piece, piece time = axis zero position + (base time - zero): both ways out.
         auto reader = wave.Reader(index);
+        double result = 42.0;  // a search past either end leaves the result alone
+        EXPECT_FALSE(reader->Find(9.0, 4.2, result, true) || reader->Find(9.0, 0.5, result, false));
+        EXPECT_EQ(result, 42.0);
         reader->SetAxis(wave.axis);
         wave.axis->SetTrigPos(0.25);
         reader->SetZeroPosition(1.0, IPieceReader::kTimeModePiece);
-        double result = 42.0;
         EXPECT_FALSE(reader->Find(9.0, 3.3, result, true));  // base 4.05
         EXPECT_DOUBLE_EQ(result, 42.0 + 0.25 - 1.0);
         EXPECT_TRUE(At(Find(reader, 9.0, 0.25, true), 1.050 + 0.25 - 1.0));
