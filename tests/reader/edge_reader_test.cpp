@@ -82,7 +82,7 @@ TEST(EdgeReader, ANoisySlowRiseIsTimedAtTheUpperLevel) {
     EXPECT_FALSE(edges->GetNextData());
 }
 
-TEST(EdgeReader, ASquareWaveBothWaysAndWithFilters) {
+TEST(EdgeReader, ASquareWaveBothWaysWithFiltersAndNearATime) {
     DerivedWave<double> wave;
     wave.Runs({{0.0, Square(20, 3, 0.0, 10.0)}});
     auto edges = wave.Edges(5.0, 1.0);
@@ -119,28 +119,17 @@ TEST(EdgeReader, ASquareWaveBothWaysAndWithFilters) {
     EXPECT_EQ(rising->EdgeType(), 1u);
     EXPECT_EQ(rising->Finder().Upper(), 2.5);
     EXPECT_EQ(rising->Finder().Lower(), 1.5);
-}
 
-TEST(EdgeReader, TheNearestEdgeToATimeAndTheNextOneOnATie) {
-    DerivedWave<double> wave;
-    wave.Runs({{0.0, Square(20, 3, 0.0, 10.0)}});
-    auto edges = wave.Edges(5.0, 1.0);
-    ASSERT_TRUE(edges->GetBeginData());
-    const double rise = edges->CurTime();
-    ASSERT_TRUE(edges->GetNextData());
-    const double fall = edges->CurTime();
-
-    auto nearest = [&](double t) {
+    // The nearest edge to a time, the next one on a tie; before the first edge only the
+    // next one is found, after the last only the previous.
+    for (auto [time, expected] : {std::pair{0.026, E(0.02, 1)}, {0.034, E(0.04, 2)}, {0.005, E(0.02, 1)}}) {
         auto reader = wave.Edges(5.0, 1.0);
-        EXPECT_TRUE(reader->GetAppointTimeData(t));
-        return std::make_pair(reader->CurTime(), reader->CurType());
-    };
-    EXPECT_EQ(nearest(0.026), std::make_pair(rise, 1u));
-    EXPECT_EQ(nearest(0.034), std::make_pair(fall, 2u));
-    // Before the first edge only the next one is found; after the last only the previous.
-    EXPECT_EQ(nearest(0.005), std::make_pair(rise, 1u));
-    EXPECT_NEAR(nearest(0.115).first, 0.100, kTolerance);
-
+        ASSERT_TRUE(reader->GetAppointTimeData(time));
+        EXPECT_EQ(Edge(*reader), expected) << time;
+    }
+    auto last = wave.Edges(5.0, 1.0);
+    ASSERT_TRUE(last->GetAppointTimeData(0.115));
+    EXPECT_NEAR(last->CurTime(), 0.100, kTolerance);
     DerivedWave<double> flat;
     flat.Runs({{0.0, std::vector<double>(50, 1.0)}});
     EXPECT_FALSE(flat.Edges(5.0, 1.0)->GetAppointTimeData(0.02));
