@@ -12,6 +12,13 @@ namespace {
 
 constexpr double kTolerance = 1e-9;
 
+// The current edge as (time rounded to the microsecond, type).
+template <class T>
+std::pair<double, unsigned> Edge(CEdgeDataReader<T>& edges) {
+    return {std::round(edges.CurTime() * 1e6) / 1e6, edges.CurType()};
+}
+using E = std::pair<double, unsigned>;
+
 // 100 samples at 0 s: before 50, then after.
 DerivedWave<double>& Step(DerivedWave<double>& wave, double before, double after) {
     std::vector<double> values(100, before);
@@ -27,20 +34,18 @@ TEST(EdgeReader, AStepAcrossBothLevelsInOneSample) {
     EXPECT_EQ(edges->Finder().Upper(), 6.0);
     EXPECT_EQ(edges->Finder().Lower(), 4.0);
     ASSERT_TRUE(edges->GetBeginData());
-    EXPECT_NEAR(edges->CurTime(), 0.050, kTolerance);
-    EXPECT_EQ(edges->CurType(), 1u);
+    EXPECT_EQ(Edge(*edges), E(0.050, 1));
     FindEdgeResult result{};
     edges->GetResult(&result);
     EXPECT_EQ(result.dEdgeTime, edges->CurTime());
     EXPECT_EQ(result.u32EdgeType, 1u);
     EXPECT_FALSE(edges->GetNextData());  // a failed step keeps the edge
-    EXPECT_NEAR(edges->CurTime(), 0.050, kTolerance);
+    EXPECT_EQ(Edge(*edges), E(0.050, 1));
 
     // Levels that both meet the same sample: typed by the value 10 samples before.
     auto near = wave.Edges(5.5, 0.25);
     ASSERT_TRUE(near->GetBeginData());
-    EXPECT_NEAR(near->CurTime(), 0.050, kTolerance);
-    EXPECT_EQ(near->CurType(), 1u);
+    EXPECT_EQ(Edge(*near), E(0.050, 1));
     // From within 3 samples of the jump, the search takes it for its own position and
     // looks for the other level beyond it: there is none.
     near->SetPosition(0.048e9, 0);
@@ -52,8 +57,7 @@ TEST(EdgeReader, AStepAcrossBothLevelsInOneSample) {
     Step(falling, 10.0, 0.0);
     auto down = falling.Edges(5.5, 0.25);
     ASSERT_TRUE(down->GetBeginData());
-    EXPECT_NEAR(down->CurTime(), 0.049, kTolerance);  // the last high sample, nearer to both levels
-    EXPECT_EQ(down->CurType(), 2u);
+    EXPECT_EQ(Edge(*down), E(0.049, 2));  // the last high sample, nearer to both levels
     // Backward the jump is typed against the value two samples before it.
     down->SetPosition(0.080e9, 0);
     ASSERT_TRUE(down->GetPrevData());
@@ -70,8 +74,7 @@ TEST(EdgeReader, ANoisySlowRiseIsTimedAtTheUpperLevel) {
     wave.Runs({{0.0, values}});
     auto edges = wave.Edges(5.0, 1.0);
     ASSERT_TRUE(edges->GetBeginData());
-    EXPECT_EQ(edges->CurType(), 1u);
-    EXPECT_NEAR(edges->CurTime(), 0.060, kTolerance);  // the first sample at 6
+    EXPECT_EQ(Edge(*edges), E(0.060, 1));  // the first sample at 6
     // The last crossing of 4 before the upper one is the one at 44/45.
     EXPECT_NEAR(edges->Finder().LastCrossing(0.036, 0.060, 4.0), 0.044, kTolerance);
     // A first time behind the second comes back as it is.
@@ -79,23 +82,16 @@ TEST(EdgeReader, ANoisySlowRiseIsTimedAtTheUpperLevel) {
     EXPECT_FALSE(edges->GetNextData());
 }
 
-TEST(EdgeReader, ASquareWaveBothWaysAndWithFilters) {
+TEST(EdgeReader, ASquareWaveBothWaysWithFiltersAndNearATime) {
     DerivedWave<double> wave;
     wave.Runs({{0.0, Square(20, 3, 0.0, 10.0)}});
     auto edges = wave.Edges(5.0, 1.0);
-    std::vector<std::pair<double, unsigned>> seen;
-    for (bool ok = edges->GetBeginData(); ok; ok = edges->GetNextData())
-        seen.emplace_back(edges->CurTime(), edges->CurType());
-    ASSERT_EQ(seen.size(), 5u);
-    for (std::size_t i = 0; i < seen.size(); ++i) {
-        EXPECT_NEAR(seen[i].first, 0.020 * static_cast<double>(i + 1), kTolerance);
-        EXPECT_EQ(seen[i].second, i % 2 == 0 ? 1u : 2u);
-    }
-    // Backward from the last edge: the same edges.
-    edges->SetPosition(seen.back().first * 1e9, seen.back().second);
+    std::vector<E> seen;
+    for (bool ok = edges->GetBeginData(); ok; ok = edges->GetNextData()) seen.push_back(Edge(*edges));
+    EXPECT_EQ(seen, (std::vector<E>{{0.02, 1}, {0.04, 2}, {0.06, 1}, {0.08, 2}, {0.1, 1}}));
+    edges->SetPosition(0.1e9, 1);  // backward from the last edge: the same edges
     ASSERT_TRUE(edges->GetPrevData());
-    EXPECT_NEAR(edges->CurTime(), 0.080, kTolerance);
-    EXPECT_EQ(edges->CurType(), 2u);
+    EXPECT_EQ(Edge(*edges), E(0.08, 2));
     // The size axis' range ends one period behind the last sample: backward from there
     // no area is found to search, so the walk has no end record.
     EXPECT_FALSE(edges->GetEndData());
@@ -104,8 +100,7 @@ TEST(EdgeReader, ASquareWaveBothWaysAndWithFilters) {
     // and with it the time is taken by the falling rule (the last sample at 4 or below).
     auto rising = wave.Edges(5.0, 1.0, 1);
     ASSERT_TRUE(rising->GetBeginData());
-    EXPECT_NEAR(rising->CurTime(), 0.019, kTolerance);
-    EXPECT_EQ(rising->CurType(), 0u);
+    EXPECT_EQ(Edge(*rising), E(0.019, 0));
     ASSERT_TRUE(rising->GetNextData());
     EXPECT_NEAR(rising->CurTime(), 0.059, kTolerance);
     // After an unfiltered search the type carries over, and the time follows it.
@@ -116,8 +111,7 @@ TEST(EdgeReader, ASquareWaveBothWaysAndWithFilters) {
     EdgeSearchParam only_rising{5.0, 1.0, 1};
     rising->SetupParame(&only_rising);
     ASSERT_TRUE(rising->GetNextData());
-    EXPECT_NEAR(rising->CurTime(), 0.060, kTolerance);
-    EXPECT_EQ(rising->CurType(), 1u);
+    EXPECT_EQ(Edge(*rising), E(0.060, 1));
 
     // A filter outside 1..3 keeps the former one but takes the levels.
     EdgeSearchParam other{2.0, 0.5, 0};
@@ -125,50 +119,21 @@ TEST(EdgeReader, ASquareWaveBothWaysAndWithFilters) {
     EXPECT_EQ(rising->EdgeType(), 1u);
     EXPECT_EQ(rising->Finder().Upper(), 2.5);
     EXPECT_EQ(rising->Finder().Lower(), 1.5);
-}
 
-TEST(EdgeReader, TheNearestEdgeToATimeAndTheNextOneOnATie) {
-    DerivedWave<double> wave;
-    wave.Runs({{0.0, Square(20, 3, 0.0, 10.0)}});
-    auto edges = wave.Edges(5.0, 1.0);
-    ASSERT_TRUE(edges->GetBeginData());
-    const double rise = edges->CurTime();
-    ASSERT_TRUE(edges->GetNextData());
-    const double fall = edges->CurTime();
-
-    auto nearest = [&](double t) {
+    // The nearest edge to a time, the next one on a tie; before the first edge only the
+    // next one is found, after the last only the previous.
+    for (auto [time, expected] : {std::pair{0.026, E(0.02, 1)}, {0.034, E(0.04, 2)}, {0.005, E(0.02, 1)}}) {
         auto reader = wave.Edges(5.0, 1.0);
-        EXPECT_TRUE(reader->GetAppointTimeData(t));
-        return std::make_pair(reader->CurTime(), reader->CurType());
-    };
-    EXPECT_EQ(nearest(0.026), std::make_pair(rise, 1u));
-    EXPECT_EQ(nearest(0.034), std::make_pair(fall, 2u));
-    // Before the first edge only the next one is found; after the last only the previous.
-    EXPECT_EQ(nearest(0.005), std::make_pair(rise, 1u));
-    EXPECT_NEAR(nearest(0.115).first, 0.100, kTolerance);
-
+        ASSERT_TRUE(reader->GetAppointTimeData(time));
+        EXPECT_EQ(Edge(*reader), expected) << time;
+    }
+    auto last = wave.Edges(5.0, 1.0);
+    ASSERT_TRUE(last->GetAppointTimeData(0.115));
+    EXPECT_NEAR(last->CurTime(), 0.100, kTolerance);
     DerivedWave<double> flat;
     flat.Runs({{0.0, std::vector<double>(50, 1.0)}});
     EXPECT_FALSE(flat.Edges(5.0, 1.0)->GetAppointTimeData(0.02));
 }
-
-// Edges at 0.25 s (rising) and 0.75 s (falling), where times are exact.
-class ScriptedSteps : public CEdgeDataReader<double> {
-public:
-    ScriptedSteps() : CEdgeDataReader<double>(nullptr, nullptr) {}
-    double prev_searched_from = -1;
-    bool GetNextData() override {
-        if (CurTime() >= 0.75) return false;
-        SetPosition(0.75e9, 2);
-        return true;
-    }
-    bool GetPrevData() override {
-        prev_searched_from = CurTime();
-        if (CurTime() <= 0.25) return false;
-        SetPosition(0.25e9, 1);
-        return true;
-    }
-};
 
 TEST(EdgeReader, IntegerLevelsAreTruncatedAndWrapInTheElementType) {
     DerivedWave<uint8_t> wave("TEST_WAVE_U8");
@@ -179,8 +144,7 @@ TEST(EdgeReader, IntegerLevelsAreTruncatedAndWrapInTheElementType) {
     EXPECT_EQ(edges->Finder().Upper(), 101);
     EXPECT_EQ(edges->Finder().Lower(), 99);
     ASSERT_TRUE(edges->GetBeginData());
-    EXPECT_NEAR(edges->CurTime(), 0.050, kTolerance);
-    EXPECT_EQ(edges->CurType(), 1u);
+    EXPECT_EQ(Edge(*edges), E(0.050, 1));
     auto wrapped = wave.Edges(250.0, 10.0);
     EXPECT_EQ(wrapped->Finder().Upper(), 4);  // 260 in 8 bits
 }

@@ -8,6 +8,7 @@
 
 #include <cfloat>
 #include <cmath>
+#include <string>
 
 namespace {
 
@@ -17,44 +18,49 @@ void Add(CLevelStatistics<double>& stats, double value, int count) {
     stats.Accumulate(block.data(), block.size());
 }
 
-TEST(LevelStatistics, ASquareWaveGivesTwoPeaksAndTopAndBase) {
-    // 0 and 10 with three samples at 5 on the edges. The top peak lies in the last bin,
-    // 255 of 256 widths above the minimum.
-    CLevelStatistics<double> stats;
-    Add(stats, 0.0, 60);
-    Add(stats, 5.0, 3);
-    Add(stats, 10.0, 60);
-    ASSERT_TRUE(stats.Analyse());
-    EXPECT_EQ(stats.BinCount(), 256u);
-    EXPECT_EQ(stats.BinWidth(), 10.0 / 256);
-    EXPECT_EQ(stats.PeakCount(), 2u);
-    EXPECT_EQ(stats.Top(), 255 * 10.0 / 256);
-    EXPECT_EQ(stats.Base(), 0.0);
-    EXPECT_DOUBLE_EQ(stats.Mean(), 5.0);
-    EXPECT_FALSE(stats.Analyse());  // the values were consumed
+// Samples of (value, count), and what the analysis finds: peak count, top and base.
+struct Levels {
+    const char* name;
+    std::vector<std::pair<double, int>> samples;
+    unsigned peaks;
+    double top, base;
+};
 
-    // Two equal bins alone have no contrast: one peak between them.
-    CLevelStatistics<double> pure;
-    Add(pure, 0.0, 60);
-    Add(pure, 10.0, 60);
-    ASSERT_TRUE(pure.Analyse());
-    EXPECT_EQ(pure.PeakCount(), 1u);
-    EXPECT_EQ(pure.Top(), 127 * 10.0 / 256);
-    EXPECT_EQ(pure.Top(), pure.Base());
-}
+constexpr double kBin = 10.0 / 256;  // 256 bins over 0 .. 10
 
-TEST(LevelStatistics, AConstantWaveIsOnePeakWithoutAmplitude) {
-    CLevelStatistics<double> stats;
-    Add(stats, 3.0, 100);
-    EXPECT_EQ(stats.Min(), 3.0);
-    EXPECT_EQ(stats.Max(), 3.0);
-    ASSERT_TRUE(stats.Analyse());
-    EXPECT_EQ(stats.PeakCount(), 1u);
-    EXPECT_EQ(stats.Top(), 3.0);
-    EXPECT_EQ(stats.Base(), 3.0);
-
-    // The first sample sets only the maximum.
-    CLevelStatistics<double> one;
+TEST(LevelStatistics, PeaksTopAndBase) {
+    const Levels cases[] = {
+        // 0 and 10 with three samples at 5 on the edges: the top peak lies in the last bin.
+        {"square", {{0.0, 60}, {5.0, 3}, {10.0, 60}}, 2, 255 * kBin, 0.0},
+        // Two equal bins alone have no contrast: one peak between them.
+        {"no contrast", {{0.0, 60}, {10.0, 60}}, 1, 127 * kBin, 127 * kBin},
+        {"constant", {{3.0, 100}}, 1, 3.0, 3.0},
+        // The base peak outweighs the top one 18 times: the split moves to the mean (0.57),
+        // and the peak at 0.98 becomes the top.
+        {"low dominates", {{0.0, 900}, {1.0, 60}, {10.0, 50}, {5.0, 3}}, 3, 25 * kBin, 0.0},
+        // The mirror is not tested: the split stays at the middle of the peak values.
+        {"high dominates", {{10.0, 900}, {9.0, 60}, {0.0, 50}, {5.0, 3}}, 3, 255 * kBin, 0.0},
+    };
+    for (const Levels& c : cases) {
+        SCOPED_TRACE(c.name);
+        CLevelStatistics<double> stats;
+        for (const auto& [value, count] : c.samples) Add(stats, value, count);
+        ASSERT_TRUE(stats.Analyse());
+        EXPECT_EQ(stats.PeakCount(), c.peaks);
+        EXPECT_EQ(stats.Top(), c.top);
+        EXPECT_EQ(stats.Base(), c.base);
+        if (std::string(c.name) == "square") {
+            EXPECT_EQ(stats.BinWidth(), kBin);
+            EXPECT_DOUBLE_EQ(stats.Mean(), 5.0);
+            EXPECT_FALSE(stats.Analyse());  // the values were consumed
+        }
+        if (std::string(c.name) == "high dominates") {
+            std::vector<double> values;
+            for (const auto& peak : stats.Peaks()) values.push_back(peak.value);
+            EXPECT_EQ(values, (std::vector<double>{255 * kBin, 230 * kBin, 0.0}));  // descending
+        }
+    }
+    CLevelStatistics<double> one;  // the first sample sets only the maximum
     Add(one, 3.0, 1);
     EXPECT_EQ(one.Max(), 3.0);
     EXPECT_EQ(one.Min(), DBL_MAX);
@@ -67,36 +73,6 @@ TEST(LevelStatistics, TheFirstThresholdFollowsTheSamplesPerBin) {
         ASSERT_TRUE(stats.Analyse());
         EXPECT_EQ(stats.MinPeakCount(), threshold) << samples << " samples";
     }
-}
-
-TEST(LevelStatistics, PeaksOutOfProportionAreSplitAtTheMeanOnlyWhenTheLowOneDominates) {
-    // Peaks at 0 (900), 0.98 (60) and 9.96 (50), and a stray bin at 5. The base peak
-    // outweighs the top one 18 times: the split moves to the mean (0.57), and the peak
-    // at 0.98 becomes the top.
-    CLevelStatistics<double> low;
-    Add(low, 0.0, 900);
-    Add(low, 1.0, 60);
-    Add(low, 10.0, 50);
-    Add(low, 5.0, 3);
-    ASSERT_TRUE(low.Analyse());
-    ASSERT_EQ(low.PeakCount(), 3u);
-    EXPECT_EQ(low.Top(), 25 * 10.0 / 256);
-    EXPECT_EQ(low.Base(), 0.0);
-
-    // The mirror: the top peak outweighs the base one, which is not tested: the split
-    // stays at the middle of the peak values.
-    CLevelStatistics<double> high;
-    Add(high, 10.0, 900);
-    Add(high, 9.0, 60);
-    Add(high, 0.0, 50);
-    Add(high, 5.0, 3);
-    ASSERT_TRUE(high.Analyse());
-    ASSERT_EQ(high.PeakCount(), 3u);
-    EXPECT_EQ(high.Top(), 255 * 10.0 / 256);
-    EXPECT_EQ(high.Base(), 0.0);
-    std::vector<double> values;
-    for (const auto& peak : high.Peaks()) values.push_back(peak.value);
-    EXPECT_EQ(values, (std::vector<double>{255 * 10.0 / 256, 230 * 10.0 / 256, 0.0}));  // descending
 }
 
 TEST(LevelInformation, A95PercentDutyWaveThroughTheReader) {
@@ -113,15 +89,9 @@ TEST(LevelInformation, A95PercentDutyWaveThroughTheReader) {
     auto levels = wave.Levels();
     LevelResult result;
     levels->Calc(0.0, 2.0, result);
-    EXPECT_EQ(result.top, 255 * 10.0 / 256);
-    EXPECT_EQ(result.base, 0.0);
-    EXPECT_EQ(result.amplitude, result.top);
-    EXPECT_EQ(result.minimum, 0.0);
-    EXPECT_EQ(result.maximum, 10.0);
-    EXPECT_EQ(result.peak_to_peak, 10.0);
-    EXPECT_EQ(result.reserved, 0.0);
-    EXPECT_EQ(result.start_time, 0.0);
-    EXPECT_EQ(result.end_time, 2.0);
+    EXPECT_EQ(std::vector<double>({result.top, result.base, result.amplitude, result.minimum, result.maximum,
+                                   result.peak_to_peak, result.reserved, result.start_time, result.end_time}),
+              std::vector<double>({255 * kBin, 0, 255 * kBin, 0, 10, 10, 0, 0, 2}));
     std::vector<LevelPeak> peaks;
     levels->GetPeaks(peaks);
     ASSERT_EQ(peaks.size(), 2u);
@@ -138,10 +108,8 @@ TEST(LevelInformation, ARangeWithoutSamplesKeepsTheResetValues) {
     EXPECT_FALSE(levels->Analyse());
     LevelResult result;
     levels->GetResult(result);
-    EXPECT_EQ(result.minimum, DBL_MAX);
-    EXPECT_EQ(result.maximum, -DBL_MAX);
-    EXPECT_EQ(result.top, 0.0);
-    EXPECT_EQ(result.base, 0.0);
+    EXPECT_EQ(std::vector<double>({result.minimum, result.maximum, result.top, result.base}),
+              std::vector<double>({DBL_MAX, -DBL_MAX, 0, 0}));
 }
 
 TEST(LevelInformation, RangesAcrossAreasTimePairsAndPulseTrains) {

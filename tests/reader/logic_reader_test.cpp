@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <tuple>
 
 namespace {
 
@@ -47,12 +48,11 @@ TEST(LogicReader, PlacedAtATimeAndSteppedBack) {
     wave.Runs({{1.0, Square(20, 3, 0.0, 10.0)}});
     auto logic = wave.Logic(5.0, 1.0);
     // Before the first edge of the area: the run begins at the time asked.
-    ASSERT_TRUE(logic->GetAppointTimeData(1.005));
-    EXPECT_TRUE(IsRun(ResultOf(*logic), 0, 1.005, 1.020));
-    EXPECT_EQ(double{ResultOf(*logic).curValue}, 0.0);
-    ASSERT_TRUE(logic->GetAppointTimeData(1.030));
-    EXPECT_TRUE(IsRun(ResultOf(*logic), 1, 1.020, 1.040));
-    EXPECT_EQ(double{ResultOf(*logic).curValue}, 10.0);
+    for (auto [time, level, begin, end, value] : {std::tuple{1.005, 0, 1.005, 1.020, 0.0}, {1.030, 1, 1.020, 1.040, 10.0}}) {
+        ASSERT_TRUE(logic->GetAppointTimeData(time));
+        EXPECT_TRUE(IsRun(ResultOf(*logic), level, begin, end));
+        EXPECT_EQ(double{ResultOf(*logic).curValue}, value);
+    }
     // A step back sets both internal times to the begin of the run it gives.
     ASSERT_TRUE(logic->GetPrevData());
     EXPECT_TRUE(IsRun(ResultOf(*logic), 0, 1.000, 1.020));

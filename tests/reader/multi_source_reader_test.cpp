@@ -133,32 +133,36 @@ std::pair<unsigned, uint64_t> SeekTo(IMultiSourceReader& merge, uint64_t index) 
     return {source, position};
 }
 
+std::unique_ptr<IMultiSourceReader> Merge(std::initializer_list<Source*> sources) {
+    std::unique_ptr<IMultiSourceReader> merge(CreateMultiSourceReader());
+    for (Source* s : sources) EXPECT_TRUE(merge->AddSource(s->reader.get()));
+    merge->ResetPositions();
+    return merge;
+}
+
 TEST(MultiSourceReader, EqualKeysGoByPositionThenBySourceAndTheMergeIsNotRead) {
     Source a, b;
     for (uint64_t t : {1000, 1000, 2000}) a.records.Add(t, 1);
     for (uint64_t t : {1000, 2000, 2000}) b.records.Add(t, 2);
-    std::unique_ptr<IMultiSourceReader> merge(CreateMultiSourceReader());
-    EXPECT_EQ(merge->Count(), 0u);
-    ASSERT_TRUE(merge->AddSource(a.reader.get()));
-    ASSERT_TRUE(merge->AddSource(b.reader.get()));
-    merge->ResetPositions();
+    EXPECT_EQ(std::unique_ptr<IMultiSourceReader>(CreateMultiSourceReader())->Count(), 0u);
+    auto merge = Merge({&a, &b});
     EXPECT_EQ(merge->Count(), 6u);
     EXPECT_EQ(merge->SourceSize(1), 3u);
     EXPECT_EQ(merge->SourceSize(0), 0u);
     EXPECT_EQ(merge->SourceSize(3), 0u);
     char buffer[64];
     EXPECT_EQ(merge->Read(0, buffer, 1), 0u);
-
     const std::vector<std::pair<unsigned, uint64_t>> expected = {{0, 0}, {1, 0}, {0, 1}, {1, 1}, {0, 2}, {1, 2}};
     for (uint64_t i = 0; i < expected.size(); ++i) EXPECT_EQ(SeekTo(*merge, i), expected[i]) << i;
     for (uint64_t i = expected.size(); i-- > 0;) EXPECT_EQ(SeekTo(*merge, i), expected[i]) << i;
     EXPECT_FALSE(merge->Seek(6, nullptr, nullptr));
 }
 
+// Three sources of 700 records at random steps.
 class LongMerge : public ::testing::Test {
 protected:
     Source a, b, c;
-    std::unique_ptr<IMultiSourceReader> merge{CreateMultiSourceReader()};
+    std::unique_ptr<IMultiSourceReader> merge;
     std::vector<std::pair<unsigned, uint64_t>> expected;
 
     void SetUp() override {
@@ -169,44 +173,36 @@ protected:
             b.records.Add(tb += random() % 90, 2);
             c.records.Add(tc += random() % 40, 3);
         }
-        for (Source* s : {&a, &b, &c}) ASSERT_TRUE(merge->AddSource(s->reader.get()));
-        merge->ResetPositions();
+        merge = Merge({&a, &b, &c});
         expected = ExpectedMerge({&a, &b, &c});
     }
-    int IndexCalls() const { return a.records.index_calls + b.records.index_calls + c.records.index_calls; }
-    void ResetCounts() {
+    // The index look-ups (or reads) that seeking from `from` to `to` takes.
+    int Calls(uint64_t from, uint64_t to, bool reads = false) {
+        EXPECT_EQ(SeekTo(*merge, from), expected[from]);
         for (Source* s : {&a, &b, &c}) s->ResetCounts();
+        EXPECT_EQ(SeekTo(*merge, to), expected[to]);
+        int calls = 0;
+        for (Source* s : {&a, &b, &c}) calls += reads ? s->records.reads : s->records.index_calls;
+        return calls;
     }
 };
 
 TEST_F(LongMerge, StepsBelow250AwayAndBisectsFrom250) {
-    EXPECT_EQ(SeekTo(*merge, 0), expected[0]);
-    ResetCounts();
-    EXPECT_EQ(SeekTo(*merge, 249), expected[249]);
-    EXPECT_EQ(IndexCalls(), 0);  // stepped
-    EXPECT_EQ(SeekTo(*merge, 0), expected[0]);
-    ResetCounts();
-    EXPECT_EQ(SeekTo(*merge, 250), expected[250]);
-    EXPECT_GT(IndexCalls(), 0);  // bisected
-    ResetCounts();
-    EXPECT_EQ(SeekTo(*merge, 1), expected[1]);  // 249 back: steps
-    EXPECT_EQ(IndexCalls(), 0);
-
-    // From the first record to the last: one far jump and a few steps.
-    ResetCounts();
-    EXPECT_EQ(SeekTo(*merge, expected.size() - 1), expected.back());
-    EXPECT_LT(a.records.reads + b.records.reads + c.records.reads, 3 * 2 * 260);
+    EXPECT_EQ(Calls(0, 249), 0);
+    EXPECT_GT(Calls(0, 250), 0);
+    EXPECT_EQ(Calls(250, 1), 0);  // 249 back: steps
+    EXPECT_LT(Calls(0, expected.size() - 1, true), 3 * 2 * 260);  // one far jump and a few steps
     EXPECT_FALSE(merge->Seek(expected.size(), nullptr, nullptr));
 }
 
-TEST_F(LongMerge, IndexAtTimeIsTheLastRecordAtOrBeforeTheTimeIndexesCount) {
+TEST_F(LongMerge, LookUpsByTimeAndByRecord) {
     testing_support::LogCapture log;
     const uint64_t at_zero = merge->IndexAtTime(0.0);
     // No record consumed: the look-up for the last one logs the positions.
     EXPECT_TRUE(log.Contains(LogLevel::Info, "MaxIndexOf positions.size = 3"));
     EXPECT_TRUE(log.Contains(LogLevel::Info, "positions.value = 0"));
-    EXPECT_EQ(merge->IndexAtTime(-3.0), at_zero);  // negative acts as 0
     EXPECT_EQ(at_zero, CMultiSourceReader::kNone);  // no record by time 0
+    EXPECT_EQ(merge->IndexAtTime(-3.0), at_zero);   // negative acts as 0
     // The time indexes count by whole periods: the answer lies before the time, short of
     // it by at most the records of the last two periods.
     const uint64_t t = 20000;
@@ -220,13 +216,11 @@ TEST_F(LongMerge, IndexAtTimeIsTheLastRecordAtOrBeforeTheTimeIndexesCount) {
     ASSERT_GT(near, 0u);
     EXPECT_LT(index, at_or_before);
     EXPECT_LE(at_or_before - (index + 1), near + 3);
-}
 
-TEST_F(LongMerge, IndexOfRecordFindsItsGlobalPosition) {
     for (auto [source, position] : {std::pair<unsigned, uint64_t>{1, 0}, {2, 350}, {0, 699}, {1, 420}}) {
-        const uint64_t index = merge->IndexOfRecord(source + 1, position);
-        ASSERT_LT(index, expected.size());
-        EXPECT_EQ(expected[index], std::make_pair(source, position));
+        const uint64_t found = merge->IndexOfRecord(source + 1, position);
+        ASSERT_LT(found, expected.size());
+        EXPECT_EQ(expected[found], std::make_pair(source, position));
     }
     EXPECT_EQ(merge->IndexOfRecord(9, 3), CMultiSourceReader::kNone);    // no source has the id
     EXPECT_EQ(merge->IndexOfRecord(1, 700), CMultiSourceReader::kNone);  // past its end
@@ -240,10 +234,7 @@ TEST(MultiSourceReader, AnIndexThatCountsNothingRewindsAndStepsTheWholeWay) {
         a.records.Add(2 * t, 1);
         b.records.Add(2 * t + 1, 2);
     }
-    std::unique_ptr<IMultiSourceReader> merge(CreateMultiSourceReader());
-    merge->AddSource(a.reader.get());
-    merge->AddSource(b.reader.get());
-    merge->ResetPositions();
+    auto merge = Merge({&a, &b});
     testing_support::LogCapture log;
     EXPECT_EQ(SeekTo(*merge, 11001), std::make_pair(1u, uint64_t{5500}));
     EXPECT_TRUE(log.Contains(LogLevel::Info, "Next count = 11001"));
@@ -254,14 +245,11 @@ TEST(MultiSourceReader, AnIndexThatCountsNothingRewindsAndStepsTheWholeWay) {
 TEST(MultiSourceReader, OneSourceIsSeekedWithoutReadingARecord) {
     Source a;
     for (uint64_t t = 1; t <= 20; ++t) a.records.Add(t * 150, 1);
-    std::unique_ptr<IMultiSourceReader> merge(CreateMultiSourceReader());
-    merge->AddSource(a.reader.get());
-    merge->ResetPositions();
+    auto merge = Merge({&a});
     a.ResetCounts();
     EXPECT_EQ(SeekTo(*merge, 17), std::make_pair(0u, uint64_t{17}));
     EXPECT_EQ(SeekTo(*merge, 3), std::make_pair(0u, uint64_t{3}));
-    EXPECT_EQ(a.records.reads, 0);
-    EXPECT_EQ(a.records.index_calls, 0);
+    EXPECT_EQ(a.records.reads + a.records.index_calls, 0);
 }
 
 }  // namespace

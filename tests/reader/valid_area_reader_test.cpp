@@ -21,6 +21,10 @@ ValidDataArea ResultOf(CValidAreaDataReader& reader) {
     return area;
 }
 
+// The index and the record's start position after each step.
+std::pair<uint64_t, uint64_t> Now(CValidAreaDataReader& reader) { return {reader.GetCurIndex(), ResultOf(reader).wave_beg_pos}; }
+using Step = std::pair<uint64_t, uint64_t>;
+
 TEST(ValidAreaReader, StepsPastEitherEndResetTheIndexAndKeepTheRecord) {
     DerivedWave<double> wave;
     ThreeRuns(wave);
@@ -28,50 +32,35 @@ TEST(ValidAreaReader, StepsPastEitherEndResetTheIndexAndKeepTheRecord) {
     EXPECT_EQ(reader->GetCount(), 3u);
     ASSERT_TRUE(reader->GetBeginData());
     EXPECT_EQ(ResultOf(*reader).start_time, 1000000000);
-    EXPECT_TRUE(reader->GetNextData());
-    EXPECT_TRUE(reader->GetNextData());
-    EXPECT_EQ(reader->GetCurIndex(), 2u);
-    EXPECT_EQ(ResultOf(*reader).wave_beg_pos, 200u);
+    EXPECT_TRUE(reader->GetNextData() && reader->GetNextData());
+    EXPECT_EQ(Now(*reader), Step(2, 200));
     EXPECT_FALSE(reader->GetNextData());
-    EXPECT_EQ(reader->GetCurIndex(), 0u);                // not the last
-    EXPECT_EQ(ResultOf(*reader).wave_beg_pos, 200u);    // the former record stays
-    EXPECT_FALSE(reader->GetPrevData());                 // from 0: the same
-    EXPECT_EQ(reader->GetCurIndex(), 0u);
+    EXPECT_EQ(Now(*reader), Step(0, 200));  // index 0, not the last; the former record stays
+    EXPECT_FALSE(reader->GetPrevData());     // from 0: the same
+    EXPECT_EQ(Now(*reader), Step(0, 200));
     ASSERT_TRUE(reader->GetEndData());
     EXPECT_EQ(reader->GetCurIndex(), 2u);
     EXPECT_TRUE(reader->GetPrevData());
-    EXPECT_EQ(ResultOf(*reader).start_time, 2000000000);
-}
+    EXPECT_EQ(Now(*reader), Step(1, 100));
 
-TEST(ValidAreaReader, OneAreaHasABeginRecordButNoEndRecord) {
-    DerivedWave<double> wave;
-    wave.Runs({{1.0, std::vector<double>(50, 1.0)}});
-    auto reader = wave.Areas();
-    EXPECT_TRUE(reader->GetBeginData());
-    EXPECT_FALSE(reader->GetEndData());
+    DerivedWave<double> one;  // one area has a begin record but no end record
+    one.Runs({{1.0, std::vector<double>(50, 1.0)}});
+    EXPECT_TRUE(one.Areas()->GetBeginData());
+    EXPECT_FALSE(one.Areas()->GetEndData());
 }
 
 TEST(ValidAreaReader, TimeSearchInsideBetweenAndOutsideTheAreas) {
     DerivedWave<double> wave;
     ThreeRuns(wave);
     auto reader = wave.Areas();
-    EXPECT_TRUE(reader->GetAppointTimeData(2.05));
-    EXPECT_EQ(reader->GetCurIndex(), 1u);
-    EXPECT_EQ(ResultOf(*reader).start_time, 2000000000);
-    EXPECT_TRUE(reader->GetAppointTimeData(3.099));  // the last sample of the last area
-    EXPECT_EQ(reader->GetCurIndex(), 2u);
-    // In the gap after the first area: the index of the area before it.
-    EXPECT_TRUE(reader->GetAppointTimeData(1.5));
-    EXPECT_EQ(reader->GetCurIndex(), 0u);
-    // Before the first and after the last: area 0.
-    EXPECT_TRUE(reader->GetAppointTimeData(2.05));
-    EXPECT_TRUE(reader->GetAppointTimeData(0.5));
-    EXPECT_EQ(reader->GetCurIndex(), 0u);
-    EXPECT_EQ(ResultOf(*reader).start_time, 1000000000);
-    EXPECT_TRUE(reader->GetAppointTimeData(2.05));
-    EXPECT_TRUE(reader->GetAppointTimeData(9.0));
-    EXPECT_EQ(reader->GetCurIndex(), 0u);
-    EXPECT_EQ(ResultOf(*reader).start_time, 1000000000);
+    // Inside, at the last sample of the last area, in the gap after the first (the area
+    // before it), then before the first and after the last (area 0, each after a search
+    // that placed the reader elsewhere).
+    for (auto [time, index] : {std::pair{2.05, 1u}, {3.099, 2u}, {1.5, 0u}, {2.05, 1u}, {0.5, 0u}, {2.05, 1u}, {9.0, 0u}}) {
+        EXPECT_TRUE(reader->GetAppointTimeData(time)) << time;
+        EXPECT_EQ(reader->GetCurIndex(), index) << time;
+        EXPECT_EQ(ResultOf(*reader).start_time, 1000000000 * static_cast<int64_t>(index + 1)) << time;
+    }
 }
 
 TEST(ValidAreaReader, WithoutStoredAreasTheSyntheticAreaServesTheBeginButNotTheCount) {

@@ -1,13 +1,7 @@
 // Value search: crossings forward and backward, over gaps, with and without the index,
 // the fixed rules where the index walk and the raw scans differ, and brute-force checks.
 
-#include "dataset/axis.h"
-#include "host/item_binding.h"
-#include "host/local_source.h"
-#include "reader/basic_wave_reader.h"
 #include "reader/open_reader.h"
-#include "support/test_wave.h"
-#include "wave/wave_producer.h"
 
 #include <gtest/gtest.h>
 
@@ -21,30 +15,7 @@ namespace {
 using namespace reader_tests;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-// A wave dataset item of 1 ms samples, 10 samples per index entry. Runs go through the
-// producer (exact index columns, one area each); Push appends records as they are.
-template <class T>
-struct Wave : testing_support::TestWave<T> {
-    std::vector<double> samples;
-
-    explicit Wave(const char* type) : testing_support::TestWave<T>(type, 1e-3, 10) {}
-    Wave& Runs(const std::vector<std::pair<double, std::vector<T>>>& runs) {
-        WaveProducer<T> producer(*this->dataset, 1e-3, 1e-2);
-        for (const auto& [start, values] : runs) {
-            producer.Append(start, values.data(), values.size());
-            samples.insert(samples.end(), values.begin(), values.end());
-        }
-        return *this;
-    }
-    template <class R>
-    void Push(const std::vector<R>& records) {
-        this->dataset->Push(records.data(), records.size());
-    }
-    std::unique_ptr<OpenReader<T>> Reader(bool with_index) {
-        return this->template MakeReader<OpenReader<T>>(with_index);
-    }
-};
+constexpr double kAny = -1;  // not checked
 
 template <class P>
 std::optional<double> Find(const P& reader, double value, double time, bool forward) {
@@ -54,85 +25,84 @@ std::optional<double> Find(const P& reader, double value, double time, bool forw
 }
 
 testing::AssertionResult At(std::optional<double> found, double time) {
+    if (time == kAny) return testing::AssertionSuccess();
+    if (std::isnan(time)) return found ? testing::AssertionFailure() << "found " << *found : testing::AssertionSuccess();
     if (!found) return testing::AssertionFailure() << "not found, expected " << time;
     if (std::fabs(*found - time) > 1e-9) return testing::AssertionFailure() << *found << ", expected " << time;
     return testing::AssertionSuccess();
 }
 
-// ---------------------------------------------------------------------------------------
+// A search and its answer by the raw scans and by the index walk (NaN: none found).
+struct Search {
+    double value, time;
+    bool forward;
+    double raw, index;
+};
 
-TEST(ValueSearchCrossing, AConstantWaveAndATriangle) {
-    Wave<double> flat("WAVEDATASET[DOUBLE]");
-    flat.Runs({{1.0, std::vector<double>(200, 1.0)}});
+template <class T>
+void ExpectSearches(Wave<T>& wave, std::initializer_list<Search> searches) {
+    for (bool index : {false, true}) {
+        auto reader = wave.Reader(index);
+        for (const Search& s : searches)
+            EXPECT_TRUE(At(Find(reader, s.value, s.time, s.forward), index ? s.index : s.raw))
+                << (index ? "index " : "raw ") << s.value << (s.forward ? " after " : " before ") << s.time;
+    }
+}
+
+TEST(ValueSearch, AConstantWaveAndATriangle) {
     // A raw scan compares its first sample with itself; the index walk never takes the
     // sample it starts at.
-    EXPECT_TRUE(At(Find(flat.Reader(false), 1.0, 1.0505, true), 1.050));
-    EXPECT_TRUE(At(Find(flat.Reader(false), 1.0, 1.0505, false), 1.050));
-    EXPECT_TRUE(At(Find(flat.Reader(true), 1.0, 1.0505, true), 1.051));
+    Wave<double> flat("WAVEDATASET[DOUBLE]");
+    flat.Runs({{1.0, std::vector<double>(200, 1.0)}});
+    ExpectSearches(flat, {{1.0, 1.0505, true, 1.050, 1.051}, {1.0, 1.0505, false, 1.050, kAny},
+                          {2.0, 1.0, true, kNaN, kNaN}, {2.0, 1.199, false, kNaN, kNaN}});
     Wave<double> triangle("WAVEDATASET[DOUBLE]");
     std::vector<double> values;
     for (int i = 0; i <= 100; ++i) values.push_back(10.0 * (50 - std::abs(50 - i)));  // 500 at sample 50
     triangle.Runs({{0.0, values}});
-    for (bool index : {false, true}) {
-        SCOPED_TRACE(index ? "index" : "raw");
-        EXPECT_FALSE(Find(flat.Reader(index), 2.0, 1.0, true));
-        EXPECT_FALSE(Find(flat.Reader(index), 2.0, 1.199, false));
-        auto reader = triangle.Reader(index);
-        EXPECT_TRUE(At(Find(reader, 123.0, 0.0015, true), 0.012));  // 120 -> 130: nearer 120
-        EXPECT_TRUE(At(Find(reader, 127.0, 0.0015, true), 0.013));
-        EXPECT_TRUE(At(Find(reader, 125.0, 0.0015, true), 0.013));  // a tie: the later one
-        EXPECT_TRUE(At(Find(reader, 125.0, 0.0555, true), 0.088));  // falling: 130 -> 120
-        EXPECT_FALSE(Find(reader, 501.0, 0.0, true));
-        // Backward the answer is one sample later, unless the scan reads from position 0
-        // as the raw one does here.
-        EXPECT_TRUE(At(Find(reader, 123.0, 0.0505, false), index ? 0.013 : 0.012));
-    }
-}
-
-TEST(ValueSearchCrossing, ReadsOfFewerThanTwoSamplesAreNoHit) {
-    // A run of one sample equal to the value is passed over; the 5 at 3.001 answers.
-    Wave<float> wave("WAVEDATASET[FLOAT]");
-    wave.Runs({{1.0, {5.0f}}, {2.0, std::vector<float>(50, 0.0f)}, {3.0, {0.0f, 5.0f, 0.0f}}});
-    EXPECT_TRUE(At(Find(wave.Reader(false), 5.0, 1.0, true), 3.001));
-    EXPECT_FALSE(Find(wave.Reader(false), 5.0, 3.002, true));
+    ExpectSearches(triangle, {{123.0, 0.0015, true, 0.012, 0.012},  // 120 -> 130: nearer 120
+                              {127.0, 0.0015, true, 0.013, 0.013},
+                              {125.0, 0.0015, true, 0.013, 0.013},  // a tie: the later one
+                              {125.0, 0.0555, true, 0.088, 0.088},  // falling: 130 -> 120
+                              {501.0, 0.0, true, kNaN, kNaN},
+                              // Backward one sample later, unless the scan reads from position 0.
+                              {123.0, 0.0505, false, 0.012, 0.013}});
+    // A run of one sample equal to the value is passed over: reads of fewer than two samples.
+    Wave<float> one("WAVEDATASET[FLOAT]");
+    one.Runs({{1.0, {5.0f}}, {2.0, std::vector<float>(50, 0.0f)}, {3.0, {0.0f, 5.0f, 0.0f}}});
+    EXPECT_TRUE(At(Find(one.Reader(false), 5.0, 1.0, true), 3.001));
+    EXPECT_FALSE(Find(one.Reader(false), 5.0, 3.002, true));
 }
 
 // Runs of 100 samples at 1, 2, 3 and 4 s (positions 0, 100, 200, 300), all 0 but a 9 at
 // 1.050 and at 3.050 and a 7 at 2.000.
-struct FourRuns : Wave<float> {
-    FourRuns() : Wave<float>("WAVEDATASET[FLOAT]") {
-        std::vector<float> a(100, 0.0f), b(100, 0.0f), c(100, 0.0f), d(100, 0.0f);
-        a[50] = c[50] = 9.0f;
-        b[0] = 7.0f;
-        Runs({{1.0, a}, {2.0, b}, {3.0, c}, {4.0, d}});
-    }
-};
-
-TEST(ValueSearchAreas, FromAGapBothWaysAndPastTheEndsThroughThePiece) {
-    FourRuns wave;
+TEST(ValueSearch, FromAGapBothWaysAndPastTheEndsThroughThePiece) {
+    Wave<float> wave("WAVEDATASET[FLOAT]");
+    std::vector<float> a(100, 0.0f), b(100, 0.0f), c(100, 0.0f), d(100, 0.0f);
+    a[50] = c[50] = 9.0f;
+    b[0] = 7.0f;
+    wave.Runs({{1.0, a}, {2.0, b}, {3.0, c}, {4.0, d}});
+    ExpectSearches(wave, {// Forward from a gap: the next area from its first sample, which the index walk
+                          // doesn't take (7 is next met where the 9 at 3.050 rises through it).
+                          {9.0, 2.5, true, 3.050, 3.050},
+                          {7.0, 1.5, true, 2.000, 3.050},
+                          {0.0, 0.2, true, 1.000, 1.001},
+                          // Backward from the gap after the third run: one area back from the third, at
+                          // the second's first sample, then the runs before; the third's 9 is not searched.
+                          {9.0, 3.5, false, 1.050, 1.051},
+                          // The raw scan meets 7 against the sample below the second run: one later.
+                          {7.0, 3.5, false, 2.001, 1.051},
+                          {9.0, 1.5, false, kNaN, kNaN},  // no area before the first
+                          {9.0, 4.2, true, kNaN, kNaN},   // after the last sample
+                          {9.0, 0.5, false, kNaN, kNaN},
+                          {9.0, 5.0, false, kNaN, kNaN},  // after the last area: none to step back from
+                          {0.0, 4.099, false, 4.099, 4.098}});
     for (bool index : {false, true}) {
-        SCOPED_TRACE(index ? "index" : "raw");
-        auto reader = wave.Reader(index);
-        // Forward from a gap: the next area, from its first sample, which the index walk
-        // doesn't take (7 is next met where the 9 at 3.050 rises through it).
-        EXPECT_TRUE(At(Find(reader, 9.0, 2.5, true), 3.050));
-        EXPECT_TRUE(At(Find(reader, 7.0, 1.5, true), index ? 3.050 : 2.000));
-        EXPECT_TRUE(At(Find(reader, 0.0, 0.2, true), index ? 1.001 : 1.000));  // before the first
-        // Backward from the gap after the third run: one area back from the third, at the
-        // second's first sample, then the runs before. The third's own 9 is not searched.
-        EXPECT_TRUE(At(Find(reader, 9.0, 3.5, false), index ? 1.051 : 1.050));
-        // The raw scan meets 7 against the sample below the second run: the nearer one,
-        // one later. The index walk doesn't take the start sample.
-        EXPECT_TRUE(At(Find(reader, 7.0, 3.5, false), index ? 1.051 : 2.001));
-        EXPECT_FALSE(Find(reader, 9.0, 1.5, false));  // no area before the first
-        double result = 42.0;
-        EXPECT_FALSE(reader->Find(9.0, 4.2, result, true));  // after the last sample
-        EXPECT_FALSE(reader->Find(9.0, 0.5, result, false));  // before the first
-        EXPECT_EQ(result, 42.0);
-        // Backward from after the last area: no area is found there to step back from.
-        EXPECT_FALSE(Find(reader, 9.0, 5.0, false));
-        EXPECT_TRUE(At(Find(reader, 0.0, 4.099, false), index ? 4.098 : 4.099));
         // On a piece, piece time = axis zero position + (base time - zero): both ways out.
+        auto reader = wave.Reader(index);
+        double result = 42.0;  // a search past either end leaves the result alone
+        EXPECT_FALSE(reader->Find(9.0, 4.2, result, true) || reader->Find(9.0, 0.5, result, false));
+        EXPECT_EQ(result, 42.0);
         reader->SetAxis(wave.axis);
         wave.axis->SetTrigPos(0.25);
         reader->SetZeroPosition(1.0, IPieceReader::kTimeModePiece);
@@ -145,37 +115,39 @@ TEST(ValueSearchAreas, FromAGapBothWaysAndPastTheEndsThroughThePiece) {
     // sample equal to the value, passed over in its own area, is met there and reckoned
     // from that area's start (1.0 + 150 samples, in the gap).
     Wave<float> two("WAVEDATASET[FLOAT]");
-    std::vector<float> b(100, 5.0f);
-    b[50] = 1.0f;
-    two.Runs({{1.0, std::vector<float>(100, 5.0f)}, {2.0, b}});
+    std::vector<float> dip(100, 5.0f);
+    dip[50] = 1.0f;
+    two.Runs({{1.0, std::vector<float>(100, 5.0f)}, {2.0, dip}});
     EXPECT_TRUE(At(Find(two.Reader(false), 1.0, 2.0505, false), 1.150));
 }
 
-
-TEST(ValueSearchValue, NaNAndIntegerTruncation) {
+TEST(ValueSearch, NaNAndIntegerTruncation) {
     Wave<float> wave("WAVEDATASET[FLOAT]");
     std::vector<float> values(50, 10.0f);
     values[0] = 6.0f, values[1] = 8.0f, values[2] = std::numeric_limits<float>::quiet_NaN(), values[3] = 0.0f;
     wave.Runs({{0.0, values}});
-    EXPECT_FALSE(Find(wave.Reader(true), kNaN, 0.0, true));  // no index comparison holds
-    auto raw = wave.Reader(false);
-    // In a raw scan every comparison with NaN fails, so the first test is equal at once.
-    // Where a NaN takes part no nearer sample is chosen: the scan's start answers.
-    EXPECT_TRUE(At(Find(raw, kNaN, 0.001, true), 0.001));
-    EXPECT_TRUE(At(Find(raw, 5.0, 0.001, true), 0.001));  // 8, then the NaN sample
-    EXPECT_TRUE(At(Find(raw, 5.0, 0.003, true), 0.004));  // 0 -> 10 after it
+    // In a raw scan every comparison with NaN fails, so the first test is equal at once; where a
+    // NaN takes part no nearer sample is chosen. No index comparison holds.
+    ExpectSearches(wave, {{kNaN, 0.0, true, kAny, kNaN}, {kNaN, 0.001, true, 0.001, kAny},
+                          {5.0, 0.001, true, 0.001, kAny},  // 8, then the NaN sample
+                          {5.0, 0.003, true, 0.004, kAny}});
     Wave<int16_t> ints("WAVEDATASET[INT16]");
     ints.Runs({{0.0, {0, 1, 2, 3, 4, 5, -1, -2, -3, 32767, 7}}});
-    for (bool index : {false, true}) {
-        SCOPED_TRACE(index ? "index" : "raw");
-        auto reader = ints.Reader(index);
-        EXPECT_TRUE(At(Find(reader, 2.9, 0.0005, true), 0.002));   // 2.9 asks for 2
-        EXPECT_TRUE(At(Find(reader, -2.9, 0.0055, true), 0.007));  // toward zero: -2
-        EXPECT_TRUE(At(Find(reader, kNaN, 0.0085, true), 0.009));  // the invalid value
-    }
+    ExpectSearches(ints, {{2.9, 0.0005, true, 0.002, 0.002},     // 2.9 asks for 2
+                          {-2.9, 0.0055, true, 0.007, 0.007},    // toward zero: -2
+                          {kNaN, 0.0085, true, 0.009, 0.009}});  // the invalid value
 }
 
-TEST(ValueSearchIndex, AnEntryHoldsTheValueWhileTheCrossingLiesInTheNextOne) {
+const std::optional<Hit> kNone;
+
+// The index walk upward (FindNextIndex) or downward over entries first .. last.
+std::optional<Hit> Walk(OpenReader<float>& reader, bool up, double value, Position first, Position last) {
+    Hit hit;
+    if (!(up ? reader.FindNextIndex(value, first, last, hit) : reader.FindPreIndex(value, first, last, hit))) return {};
+    return hit;
+}
+
+TEST(ValueSearch, AnEntryHoldsTheValueWhileTheCrossingLiesInTheNextOne) {
     // Entry 3 claims [0, 10] over samples that are all 0; they cross 5 inside entry 4,
     // after its first sample.
     Wave<float> wave("WAVEDATASET[FLOAT]");
@@ -188,9 +160,7 @@ TEST(ValueSearchIndex, AnEntryHoldsTheValueWhileTheCrossingLiesInTheNextOne) {
     wave.Push(columns);
     wave.Push(std::vector<ValidDataArea>{{0, 79000000, 0, 10, 0, 79}});
     auto reader = wave.Reader(true);
-    Hit hit;
-    ASSERT_TRUE(reader->FindNextIndex(5.0, 1, 7, hit));
-    EXPECT_EQ(hit, Hit(2, 3));  // the pair test of 2 with 3 comes before entry 3 itself
+    EXPECT_EQ(Walk(*reader, true, 5.0, 1, 7), Hit(2, 3));  // the pair test of 2 with 3 comes before entry 3 itself
     // Entries 2 and 3 are scanned in vain, again one start entry later each time, until the
     // walk reaches entry 4: the crossing 43 -> 44, halfway, gives the later sample.
     EXPECT_TRUE(At(Find(reader, 5.0, 0.0125, true), 0.044));
@@ -202,18 +172,15 @@ TEST(ValueSearchIndex, AnEntryHoldsTheValueWhileTheCrossingLiesInTheNextOne) {
     columns[5] = {9.0f, 9.0f};
     small.Push(columns);
     reader = small.Reader(true);
-    ASSERT_TRUE(reader->FindNextIndex(5.0, 1, 5, hit));
-    EXPECT_EQ(hit, Hit(4, 5));
+    EXPECT_EQ(Walk(*reader, true, 5.0, 1, 5), Hit(4, 5));
     // From entry 0 the first read takes one entry less than the range, and pairs are tested
     // within one read only; entry 0 alone reads nothing. Downward the pair with the entry
     // above comes before the entry itself.
-    EXPECT_FALSE(reader->FindNextIndex(5.0, 0, 5, hit));
-    EXPECT_FALSE(reader->FindNextIndex(0.5, 0, 0, hit));
-    ASSERT_TRUE(reader->FindPreIndex(5.0, 0, 7, hit));
-    EXPECT_EQ(hit, Hit(5, 6));
-    ASSERT_TRUE(reader->FindPreIndex(9.0, 0, 5, hit));
-    EXPECT_EQ(hit, Hit(5, 5));
-    EXPECT_FALSE(reader->FindPreIndex(5.0, 6, 7, hit));
+    EXPECT_EQ(Walk(*reader, true, 5.0, 0, 5), kNone);
+    EXPECT_EQ(Walk(*reader, true, 0.5, 0, 0), kNone);
+    EXPECT_EQ(Walk(*reader, false, 5.0, 0, 7), Hit(5, 6));
+    EXPECT_EQ(Walk(*reader, false, 9.0, 0, 5), Hit(5, 5));
+    EXPECT_EQ(Walk(*reader, false, 5.0, 6, 7), kNone);
 
     // 200001 entries: [0, 1] up to 65556, [9, 9] from 65557, [3, 4] at 60000, [20, 30] at
     // 100000. Reads of 65536 from 21 end between 65556 and 65557, from 22 they don't.
@@ -224,18 +191,14 @@ TEST(ValueSearchIndex, AnEntryHoldsTheValueWhileTheCrossingLiesInTheNextOne) {
     columns[100000] = {20.0f, 30.0f};
     big.Push(columns);
     reader = big.Reader(true);
-    ASSERT_TRUE(reader->FindNextIndex(5.0, 22, 200000, hit));
-    EXPECT_EQ(hit, Hit(65556, 65557));
-    EXPECT_FALSE(reader->FindNextIndex(5.0, 21, 200000, hit));
+    EXPECT_EQ(Walk(*reader, true, 5.0, 22, 200000), Hit(65556, 65557));
+    EXPECT_EQ(Walk(*reader, true, 5.0, 21, 200000), kNone);
     // Downward windows over [0, 200000] start at 134464, then at 68927; the next would
     // start below 0, so entries under 68927 are never tested.
-    ASSERT_TRUE(reader->FindPreIndex(25.0, 0, 200000, hit));
-    EXPECT_EQ(hit, Hit(100000, 100000));
-    EXPECT_FALSE(reader->FindPreIndex(3.5, 0, 200000, hit));
-    ASSERT_TRUE(reader->FindPreIndex(3.5, 0, 65536, hit));  // one window of 65537
-    EXPECT_EQ(hit, Hit(60000, 60000));
-    ASSERT_TRUE(reader->FindPreIndex(3.5, 0, 69999, hit));  // the separated pair above 60000 first
-    EXPECT_EQ(hit, Hit(65556, 65557));
+    EXPECT_EQ(Walk(*reader, false, 25.0, 0, 200000), Hit(100000, 100000));
+    EXPECT_EQ(Walk(*reader, false, 3.5, 0, 200000), kNone);
+    EXPECT_EQ(Walk(*reader, false, 3.5, 0, 65536), Hit(60000, 60000));  // one window of 65537
+    EXPECT_EQ(Walk(*reader, false, 3.5, 0, 69999), Hit(65556, 65557));  // the separated pair above 60000 first
 }
 
 // ---------------------------------------------------------------------------------------
@@ -269,7 +232,7 @@ std::optional<Position> CrossingDown(const std::vector<double>& s, Position from
     return std::nullopt;
 }
 
-TEST(ValueSearchBruteForce, RawScansBothWaysAndTheForwardIndexWalk) {
+TEST(ValueSearch, BruteForceRawScansBothWaysAndTheForwardIndexWalk) {
     // Two runs of 500 samples of noise at 1 s and 2 s, positions 0..499 and 500..999.
     Wave<float> wave("WAVEDATASET[FLOAT]");
     std::vector<float> noise(1000);

@@ -1,75 +1,77 @@
-// The reader core on wave datasets built by the producer helper: areas and gaps, values
-// at times, sample runs and grids, the valid range, and the composition of a request.
+// The reader core: values at times, sample runs and grids, the valid range, the areas and
+// columns of times, the composition of a request, and times near the ends of the range.
 
-#include "dataset/axis.h"
-#include "host/item_binding.h"
-#include "host/local_source.h"
-#include "reader/basic_wave_reader.h"
 #include "reader/open_reader.h"
-#include "support/test_wave.h"
-#include "wave/wave_producer.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 namespace {
 
 using namespace reader_tests;
 
-// A wave dataset item with a size axis, and readers that open the protected helpers.
-template <class T>
-struct Wave : testing_support::TestWave<T> {
-    Wave(const char* type, double period, uint64_t index_step = 100)
-        : testing_support::TestWave<T>(type, period, index_step) {}
-    std::unique_ptr<OpenReader<T>> Reader() { return this->template MakeReader<OpenReader<T>>(); }
-};
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+std::vector<float> Iota(std::size_t count, float first) {
+    std::vector<float> values(count);
+    std::iota(values.begin(), values.end(), first);
+    return values;
+}
 
 // Two runs of 1 ms samples: 1000 samples from 1.0 s, a gap, 500 samples from 3.0 s.
 // Sample i of a run holds its position in "Wave".
 struct TwoRuns : Wave<float> {
-    TwoRuns() : Wave<float>("WAVEDATASET[FLOAT]", 1e-3) {
-        WaveProducer<float> producer(*dataset, 1e-3, 0.1);
-        std::vector<float> first(1000), second(500);
-        std::iota(first.begin(), first.end(), 0.0f);
-        std::iota(second.begin(), second.end(), 1000.0f);
-        producer.Append(1.0, first.data(), first.size());
-        producer.Append(3.0, second.data(), second.size());
-    }
+    TwoRuns() : Wave<float>("WAVEDATASET[FLOAT]", 1e-3, 100) { Runs({{1.0, Iota(1000, 0)}, {3.0, Iota(500, 1000)}}); }
 };
+
+// The samples of [begin, end], with the adjusted range; as a grid when grid is set.
+struct Data {
+    double begin, end;
+    std::vector<double> out;
+};
+Data Read(CBasicWaveReader<float>& reader, double begin, double end, bool grid) {
+    Data data{begin, end, {-7}};
+    reader.GetData(data.begin, data.end, data.out, grid);
+    return data;
+}
+
+// Element i of out is values[i] (NaN for a gap) at each of the listed positions.
+void ExpectAt(const std::vector<double>& out, std::initializer_list<std::pair<std::size_t, double>> values) {
+    for (const auto& [i, value] : values) {
+        ASSERT_LT(i, out.size());
+        if (std::isnan(value)) {
+            EXPECT_TRUE(std::isnan(out[i])) << "element " << i;
+        } else {
+            EXPECT_EQ(out[i], value) << "element " << i;
+        }
+    }
+}
 
 TEST(WaveReader, ValuesAtTimesInsideAreasGapsAndOutside) {
     TwoRuns wave;
     auto reader = wave.Reader();
-    double value = -1;
-    EXPECT_TRUE(reader->At(1.0, value));
-    EXPECT_EQ(value, 0.0);
-    EXPECT_TRUE(reader->At(1.5005, value));  // truncated to the sample before
-    EXPECT_EQ(value, 500.0);
-    EXPECT_TRUE(reader->At(1.999, value));  // exactly the last sample of the run
-    EXPECT_EQ(value, 999.0);
-    value = -1;
-    EXPECT_FALSE(reader->At(2.5, value));  // a gap
-    EXPECT_FALSE(reader->At(0.5, value));  // before the first area
-    EXPECT_FALSE(reader->At(9.0, value));  // after the last
-    EXPECT_EQ(value, -1.0);
+    const std::pair<double, double> cases[] = {{1.0, 0},     {1.5005, 500},  // truncated to the sample before
+                                               {1.999, 999}, {3.499, 1499},  // the last sample of each run
+                                               {2.5, kNaN},  {0.5, kNaN},  {9.0, kNaN}};
+    for (const auto& [time, expected] : cases) {
+        double value = -1;
+        EXPECT_EQ(reader->At(time, value), !std::isnan(expected)) << time;
+        EXPECT_EQ(value, std::isnan(expected) ? -1.0 : expected) << time;
+    }
     float raw = 0;
     EXPECT_FALSE(reader->AtT(2.5, &raw));
     EXPECT_TRUE(std::isnan(raw));  // the typed twin writes the invalid value
-    EXPECT_TRUE(reader->At(3.499, value));
-    EXPECT_EQ(value, 1499.0);
 }
 
 // One area over most of the time range (a damaged file's), 1 s per sample: a time late in
 // it lies more samples from its start than a signed count holds, and past the samples.
 TEST(WaveReader, ValuesInAnAreaWiderThanHalfTheTimeRange) {
-    Wave<float> wave("WAVEDATASET[FLOAT]", 1.0);
-    std::vector<float> samples(20);
-    std::iota(samples.begin(), samples.end(), 0.0f);
-    wave.dataset->Push(samples.data(), samples.size());
-    const ValidDataArea area{-8'000'000'000'000'000'000, 8'000'000'000'000'000'000, 0, 100, 0, 19};
-    wave.dataset->Push(&area, 1);
+    Wave<float> wave("WAVEDATASET[FLOAT]", 1.0, 100);
+    wave.Push(Iota(20, 0));
+    wave.Push(std::vector<ValidDataArea>{{-8'000'000'000'000'000'000, 8'000'000'000'000'000'000, 0, 100, 0, 19}});
     auto reader = wave.Reader();
     double value = -1;
     EXPECT_TRUE(reader->At(-8e9 + 5.5, value));
@@ -80,20 +82,18 @@ TEST(WaveReader, ValuesInAnAreaWiderThanHalfTheTimeRange) {
 }
 
 TEST(WaveReader, StoredInvalidValuesReadAsNaN) {
-    Wave<uint8_t> wave("TEST_WAVE_U8", 1e-3);
-    const uint8_t samples[4] = {1, 255, 3, 4};  // 255 is the invalid value of u8
-    wave.dataset->Push(samples, 4);
+    Wave<uint8_t> wave("TEST_WAVE_U8", 1e-3, 100);
+    wave.Push(std::vector<uint8_t>{1, 255, 3, 4});  // 255 is the invalid value of u8
     auto reader = wave.Reader();
     double value = 0;
     EXPECT_TRUE(reader->At(0.001, value));
     EXPECT_TRUE(std::isnan(value));
-    double begin = 0, end = 0.003;
     std::vector<double> out;
+    double begin = 0, end = 0.003;
     reader->GetData(begin, end, out, false);
     ASSERT_EQ(out.size(), 4u);
-    EXPECT_TRUE(std::isnan(out[1]));
-    EXPECT_EQ(out[3], 4.0);
-    EXPECT_EQ(CBasicWaveReader<uint8_t>::Double2T(std::nan("")), 255);
+    ExpectAt(out, {{1, kNaN}, {3, 4.0}});
+    EXPECT_EQ(CBasicWaveReader<uint8_t>::Double2T(kNaN), 255);
     EXPECT_EQ(CBasicWaveReader<uint8_t>::Double2T(7.9), 7);
     EXPECT_EQ(CBasicWaveReader<uint64_t>::Double2T(1.5e19), 15000000000000000000ull);
     EXPECT_EQ(CBasicWaveReader<uint64_t>::T2Double(15000000000000000000ull), 1.5e19);
@@ -101,19 +101,16 @@ TEST(WaveReader, StoredInvalidValuesReadAsNaN) {
 
 TEST(WaveReader, ValidRangeWithAndWithoutAreas) {
     TwoRuns wave;
-    auto reader = wave.Reader();
     double begin = 0, end = 0;
-    ASSERT_TRUE(reader->GetMaxValidRange(begin, end, false));
+    ASSERT_TRUE(wave.Reader()->GetMaxValidRange(begin, end, false));
     EXPECT_DOUBLE_EQ(begin, 1.0);
     EXPECT_DOUBLE_EQ(end, 3.499);
-
-    Wave<float> plain("WAVEDATASET[FLOAT]", 1e-3);
+    Wave<float> plain("WAVEDATASET[FLOAT]", 1e-3, 100);
     auto empty = plain.Reader();
     begin = end = 42;
     EXPECT_FALSE(empty->GetMaxValidRange(begin, end, false));  // no samples
     EXPECT_EQ(begin, 42.0);
-    const std::vector<float> samples(1000, 1.0f);
-    plain.dataset->Push(samples.data(), samples.size());
+    plain.Push(std::vector<float>(1000, 1.0f));
     ASSERT_TRUE(empty->GetMaxValidRange(begin, end, false));  // the synthetic area of the axis
     EXPECT_NEAR(end - begin, 1.0, 1e-12);
 }
@@ -121,99 +118,54 @@ TEST(WaveReader, ValidRangeWithAndWithoutAreas) {
 TEST(WaveReader, SampleRunsMoveOutOfGapsAndStopAtTheCap) {
     TwoRuns wave;
     auto reader = wave.Reader();
-    std::vector<double> out;
-    double begin = 2.2, end = 3.1;  // starts in the gap
-    reader->GetData(begin, end, out, false);
-    EXPECT_DOUBLE_EQ(begin, 3.0);
-    ASSERT_EQ(out.size(), 101u);
-    EXPECT_EQ(out.front(), 1000.0);
-    EXPECT_EQ(out.back(), 1100.0);
+    Data d = Read(*reader, 2.2, 3.1, false);  // starts in the gap
+    EXPECT_DOUBLE_EQ(d.begin, 3.0);
+    ASSERT_EQ(d.out.size(), 101u);
+    ExpectAt(d.out, {{0, 1000}, {100, 1100}});
+    d = Read(*reader, 1.9, 3.1, false);  // spans the gap: cut at the end of the first area
+    EXPECT_NEAR(d.end, 1.999, 1e-12);
+    EXPECT_EQ(d.out.size(), 100u);
+    EXPECT_TRUE(Read(*reader, 2.1, 2.9, false).out.empty());  // wholly in the gap
 
-    begin = 1.9, end = 3.1;  // spans the gap: cut at the end of the first area
-    reader->GetData(begin, end, out, false);
-    EXPECT_NEAR(end, 1.999, 1e-12);
-    EXPECT_EQ(out.size(), 100u);
-
-    begin = 2.1, end = 2.9;  // wholly in the gap
-    reader->GetData(begin, end, out, false);
-    EXPECT_TRUE(out.empty());
-
-    Wave<double> big("WAVEDATASET[DOUBLE]", 1e-6);
+    Wave<double> big("WAVEDATASET[DOUBLE]", 1e-6, 100);
     std::vector<double> samples(200000);
     std::iota(samples.begin(), samples.end(), 0.0);
-    big.dataset->Push(samples.data(), samples.size());
-    auto big_reader = big.Reader();
-    begin = 0;
-    end = 0.2;
-    big_reader->GetData(begin, end, out, false);
+    big.Push(samples);
+    std::vector<double> out;
+    double begin = 0, end = 0.2;
+    big.Reader()->GetData(begin, end, out, false);
     ASSERT_EQ(out.size(), 131072u);  // 1 MiB of doubles
     EXPECT_NEAR(end, 131071 * 1e-6, 1e-12);
     EXPECT_EQ(out.back(), 131071.0);
 }
 
-TEST(WaveReader, GridsPlaceEachSampleAtItsTimeWithNaNInGaps) {
+// Element i of a grid holds the sample nearest begin + i periods, NaN in gaps, in every area.
+TEST(WaveReader, GridsHoldTheNearestSampleOfEachElementWithNaNInGaps) {
     TwoRuns wave;
     auto reader = wave.Reader();
-    std::vector<double> out;
-    double begin = 1.990, end = 3.0105;
-    reader->GetData(begin, end, out, true);
-    ASSERT_EQ(out.size(), 1020u);  // whole sample periods of the span
-    EXPECT_EQ(out[0], 990.0);
-    EXPECT_EQ(out[9], 999.0);
-    EXPECT_TRUE(std::isnan(out[10]));
-    EXPECT_TRUE(std::isnan(out[1009]));
-    EXPECT_EQ(out[1010], 1000.0);  // 3.000 s
-    EXPECT_EQ(out[1019], 1009.0);
-
-    begin = 0.5, end = 1.0055;  // a leading gap
-    reader->GetData(begin, end, out, true);
-    ASSERT_EQ(out.size(), 505u);
-    EXPECT_TRUE(std::isnan(out[499]));
-    EXPECT_EQ(out[500], 0.0);
-}
-
-// One rule in every area: element i holds the sample nearest begin + i periods.
-TEST(WaveReader, GridElementsHoldTheNearestSampleInTheFirstAreaAndInLaterOnes) {
-    TwoRuns wave;
-    auto reader = wave.Reader();
-    std::vector<double> out;
+    Data d = Read(*reader, 1.990, 3.0105, true);
+    ASSERT_EQ(d.out.size(), 1020u);  // whole sample periods of the span
+    ExpectAt(d.out, {{0, 990}, {9, 999}, {10, kNaN}, {1009, kNaN}, {1010, 1000}, {1019, 1009}});
+    d = Read(*reader, 0.5, 1.0055, true);  // a leading gap
+    ASSERT_EQ(d.out.size(), 505u);
+    ExpectAt(d.out, {{499, kNaN}, {500, 0}});
     // 0.2 periods past sample 10: sample 10 is nearest element 0; the second run starts
     // 1989.8 periods after begin, nearest element 1990.
-    double begin = 1.0102, end = 3.0205;
-    reader->GetData(begin, end, out, true);
-    ASSERT_EQ(out.size(), 2010u);
-    EXPECT_EQ(out[0], 10.0);
-    EXPECT_EQ(out[989], 999.0);
-    EXPECT_TRUE(std::isnan(out[990]));
-    EXPECT_TRUE(std::isnan(out[1989]));
-    EXPECT_EQ(out[1990], 1000.0);
-    EXPECT_EQ(out[2009], 1019.0);
-
-    // 0.6 periods past sample 10: sample 11 is nearest element 0, and the second run,
-    // 1989.4 periods on, starts at element 1989.
-    begin = 1.0106, end = 3.0209;
-    reader->GetData(begin, end, out, true);
-    ASSERT_EQ(out.size(), 2010u);
-    EXPECT_EQ(out[0], 11.0);
-    EXPECT_EQ(out[988], 999.0);
-    EXPECT_TRUE(std::isnan(out[989]));
-    EXPECT_TRUE(std::isnan(out[1988]));
-    EXPECT_EQ(out[1989], 1000.0);
-    EXPECT_EQ(out[2009], 1020.0);
-
-    // Half a period exactly: the sample goes to the later element.
-    begin = 2.9995, end = 3.0045;
-    reader->GetData(begin, end, out, true);
-    ASSERT_EQ(out.size(), 5u);
-    EXPECT_TRUE(std::isnan(out[0]));
-    EXPECT_EQ(out[1], 1000.0);
-    EXPECT_EQ(out[4], 1003.0);
+    d = Read(*reader, 1.0102, 3.0205, true);
+    ASSERT_EQ(d.out.size(), 2010u);
+    ExpectAt(d.out, {{0, 10}, {989, 999}, {990, kNaN}, {1989, kNaN}, {1990, 1000}, {2009, 1019}});
+    // 0.6 periods past sample 10: sample 11 is nearest element 0, the second run at 1989.
+    d = Read(*reader, 1.0106, 3.0209, true);
+    ASSERT_EQ(d.out.size(), 2010u);
+    ExpectAt(d.out, {{0, 11}, {988, 999}, {989, kNaN}, {1988, kNaN}, {1989, 1000}, {2009, 1020}});
+    d = Read(*reader, 2.9995, 3.0045, true);  // half a period exactly: the later element
+    ASSERT_EQ(d.out.size(), 5u);
+    ExpectAt(d.out, {{0, kNaN}, {1, 1000}, {4, 1003}});
 }
 
 // The range checks compare a request in base time with the valid range in piece time:
-// on a piece whose zero is not at the axis' trigger, data inside the base range can be
-// refused. The data of base 3.0 .. 3.4 lies at piece 0.5 .. 0.9, and the valid range
-// reads -1.5 .. 0.999 in piece time: the request, 3.0 .. 3.4 by then, lies after it.
+// the data of base 3.0 .. 3.4 lies at piece 0.5 .. 0.9, the valid range reads -1.5 .. 0.999
+// in piece time, and the request, 3.0 .. 3.4 by then, lies after it.
 TEST(WaveReader, OnAShiftedPieceTheRangeChecksMixPieceAndBaseTime) {
     TwoRuns wave;
     auto reader = wave.Reader();
@@ -224,45 +176,44 @@ TEST(WaveReader, OnAShiftedPieceTheRangeChecksMixPieceAndBaseTime) {
     ASSERT_TRUE(reader->GetMaxValidRange(vb, ve, false));
     EXPECT_NEAR(vb, -1.5, 1e-9);
     EXPECT_NEAR(ve, 0.999, 1e-9);
-    std::vector<double> out{1.0};
-    double begin = 0.5, end = 0.9;
-    reader->GetData(begin, end, out, false);
-    EXPECT_TRUE(out.empty());
+    EXPECT_TRUE(Read(*reader, 0.5, 0.9, false).out.empty());
     double value = 0;
     EXPECT_TRUE(reader->At(0.5, value));  // At has no range check: it reads base 3.0
     EXPECT_EQ(value, 1000.0);
 }
 
 TEST(WaveReader, AnUnconfiguredAxisReadsAsOneSecondPerSample) {
-    Wave<float> wave("WAVEDATASET[FLOAT]", 0.0);
-    const std::vector<float> samples(20, 2.0f);
-    wave.dataset->Push(samples.data(), samples.size());
+    Wave<float> wave("WAVEDATASET[FLOAT]", 0.0, 100);
+    wave.Push(std::vector<float>(20, 2.0f));
     auto reader = wave.Reader();
     reader->Load();
     EXPECT_EQ(reader->SampleStep(), 1.0);
-    std::vector<double> out;
-    double begin = 0, end = 9;
-    reader->GetData(begin, end, out, false);
-    EXPECT_EQ(out.size(), 10u);
+    EXPECT_EQ(Read(*reader, 0, 9, false).out.size(), 10u);
 }
 
-TEST(WaveReader, AreasForTimesAndIndexColumns) {
+TEST(WaveReader, AreasColumnsAndBoundariesOfTimes) {
     TwoRuns wave;
     auto reader = wave.Reader();
-    reader->Load();
+    reader->Load();  // 0.1 s per column
     ValidDataArea area{};
     uint64_t index = 0;
     EXPECT_TRUE(reader->GetArea(2.5, area, &index));  // a gap: the area before it
     EXPECT_EQ(index, 0u);
     EXPECT_FALSE(reader->GetArea(4.0, area, &index));  // after the last area
     EXPECT_EQ(index, ~uint64_t{0});
-    uint64_t column = 0;
-    EXPECT_TRUE(reader->GetIndexId(1.0995, column));  // sample 99 lies in the first column
-    EXPECT_EQ(column, 0u);
-    EXPECT_TRUE(reader->GetIndexId(1.1, column));  // sample 100 begins the second
-    EXPECT_EQ(column, 1u);
-    EXPECT_TRUE(reader->GetIndexId(3.0, column));
-    EXPECT_EQ(column, 10u);  // the second run starts with column 10
+    for (auto [time, expected] : {std::pair{1.0995, 0u}, {1.1, 1u}, {3.0, 10u}}) {  // the second run starts column 10
+        uint64_t column = 99;
+        EXPECT_TRUE(reader->GetIndexId(time, column));
+        EXPECT_EQ(column, expected) << time;
+    }
+    // A begin snaps to a column start within 10 % of a column, keeping its sign.
+    for (auto [from, to] : {std::pair<int64_t, int64_t>{1'009'000'000, 1'000'000'000}, {1'091'000'000, 1'100'000'000},
+                            {1'050'000'000, 1'050'000'000}, {-1'009'000'000, -1'000'000'000}}) {
+        int64_t begin = from, end = 5;
+        reader->CalcBoundary(begin, end);
+        EXPECT_EQ(begin, to) << from;
+        EXPECT_EQ(end, 5);
+    }
 }
 
 TEST(WaveReader, CompositionOfDataAndGapPieces) {
@@ -272,43 +223,21 @@ TEST(WaveReader, CompositionOfDataAndGapPieces) {
     std::vector<_ValidAreaIndex> pieces;
     reader->ComposeValidArea(0.5, 3.2, pieces);
     ASSERT_EQ(pieces.size(), 4u);
-    EXPECT_FALSE(pieces[0].has_data);  // leading gap
+    // A leading gap, the first run, the gap from one sample after it to one sample before
+    // the second, and the second run up to the end.
+    const bool data[] = {false, true, false, true};
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(pieces[i].has_data, data[i]) << i;
     EXPECT_DOUBLE_EQ(pieces[0].end_time, 1.0);
-    EXPECT_TRUE(pieces[1].has_data);
-    EXPECT_EQ(pieces[1].wave_beg_pos, 0u);
-    EXPECT_EQ(pieces[1].wave_end_pos, 999u);
-    EXPECT_FALSE(pieces[2].has_data);
-    EXPECT_NEAR(pieces[2].begin_time, 2.0, 1e-12);  // one sample after the first run
-    EXPECT_NEAR(pieces[2].end_time, 2.999, 1e-12);  // one sample before the second
-    EXPECT_TRUE(pieces[3].has_data);  // the end lies in the second run
-    EXPECT_EQ(pieces[3].wave_beg_pos, 1000u);
-    EXPECT_EQ(pieces[3].wave_end_pos, 1200u);
+    EXPECT_EQ(std::make_pair(pieces[1].wave_beg_pos, pieces[1].wave_end_pos), std::make_pair(uint64_t{0}, uint64_t{999}));
+    EXPECT_NEAR(pieces[2].begin_time, 2.0, 1e-12);
+    EXPECT_NEAR(pieces[2].end_time, 2.999, 1e-12);
+    EXPECT_EQ(std::make_pair(pieces[3].wave_beg_pos, pieces[3].wave_end_pos), std::make_pair(uint64_t{1000}, uint64_t{1200}));
     double total = 0;
     for (const auto& piece : pieces) total += piece.ratio;
     EXPECT_NEAR(total, 1.0, 0.01);
-
     pieces.clear();
     reader->ComposeValidArea(3.3, 3.1, pieces);  // reversed span
     EXPECT_TRUE(pieces.empty());
-}
-
-TEST(WaveReader, BoundariesSnapOnlyNearAColumnStart) {
-    TwoRuns wave;
-    auto reader = wave.Reader();
-    reader->Load();  // 0.1 s per column
-    int64_t begin = 1'009'000'000, end = 5;
-    reader->CalcBoundary(begin, end);
-    EXPECT_EQ(begin, 1'000'000'000);  // 9 % of a column: down
-    begin = 1'091'000'000;
-    reader->CalcBoundary(begin, end);
-    EXPECT_EQ(begin, 1'100'000'000);  // 91 %: up
-    begin = 1'050'000'000;
-    reader->CalcBoundary(begin, end);
-    EXPECT_EQ(begin, 1'050'000'000);
-    begin = -1'009'000'000;
-    reader->CalcBoundary(begin, end);
-    EXPECT_EQ(begin, -1'000'000'000);  // the sign is kept
-    EXPECT_EQ(end, 5);
 }
 
 }  // namespace

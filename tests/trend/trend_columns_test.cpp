@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <random>
+#include <string>
 
 using namespace trend_test;
 
@@ -42,17 +43,11 @@ std::vector<MinMaxData<double>> PlainColumns(const std::vector<TrendPoint<T>>& p
     return out;
 }
 
-void ExpectSameColumns(const std::vector<MinMaxData<double>>& got, const std::vector<MinMaxData<double>>& want) {
-    ASSERT_EQ(got.size(), want.size());
-    for (std::size_t i = 0; i < got.size(); ++i) {
-        SCOPED_TRACE(i);
-        if (std::isnan(want[i].min)) {
-            EXPECT_TRUE(std::isnan(got[i].min) && std::isnan(got[i].max));
-        } else {
-            EXPECT_EQ(got[i].min, want[i].min);
-            EXPECT_EQ(got[i].max, want[i].max);
-        }
-    }
+// Columns as "min max" text, NaN as "nan", for whole-vector comparisons.
+std::vector<std::string> Text(const std::vector<MinMaxData<double>>& columns) {
+    std::vector<std::string> text;
+    for (const auto& c : columns) text.push_back(std::to_string(c.min) + " " + std::to_string(c.max));
+    return text;
 }
 
 // An irregular trend: the first point exactly on a grid line, steps of 1 us to 3 ms, a
@@ -71,33 +66,16 @@ void PushIrregular(Trend<T>& t, int count) {
 
 }  // namespace
 
-TEST(TrendColumns, ShortSpansAreServedFromThePoints) {
+TEST(TrendColumns, AColumnWithoutAPointIsNaNWhateverTheFillMode) {
     Trend<double> t("BASIC_TREND[DOUBLE]");
     for (uint64_t i = 0; i < 100; ++i) t.Push(i * kMs, static_cast<double>(i));
-    auto reader = t.Reader();
     double begin = Seconds(10 * kMs), end = Seconds(20 * kMs);
     std::vector<MinMaxData<double>> out;
-    reader->GetMinMaxData(begin, end, out, 10, GetDataParam{}, 0);
-    ASSERT_EQ(out.size(), 10u);
-    for (int k = 0; k < 9; ++k) {
-        EXPECT_EQ(out[k].min, 10.0 + k) << k;
-        EXPECT_EQ(out[k].max, 10.0 + k) << k;
-    }
-    EXPECT_EQ(out[9].min, 19.0);
-    EXPECT_EQ(out[9].max, 20.0);  // the last column holds a point at the end
-
-    // More columns than points: a column without a point is NaN, whatever the fill mode.
-    reader->GetMinMaxData(begin, end, out, 20, GetDataParam{1}, 0);
+    t.Reader()->GetMinMaxData(begin, end, out, 20, GetDataParam{1}, 0);  // more columns than points
     ASSERT_EQ(out.size(), 20u);
     EXPECT_EQ(out[0].min, 10.0);
-    EXPECT_TRUE(std::isnan(out[1].min) && std::isnan(out[1].max));
+    EXPECT_EQ(Text(out)[1], "nan nan");
     EXPECT_EQ(out[2].max, 11.0);
-
-    BaseStructReader<TrendPoint<double>> trend(t.dataset->GetStorage("__Trend__"));
-    TrendColumns<double> columns(trend, nullptr, kStep);
-    std::vector<MinMaxData<double>> plain;
-    columns.Fill(10 * kMs, 20 * kMs, 10, plain);
-    EXPECT_FALSE(columns.UsedIndex());
 }
 
 TEST(TrendColumns, LongSpansFromTheIndexMatchAPassOverAllPoints) {
@@ -131,63 +109,44 @@ TEST(TrendColumns, LongSpansFromTheIndexMatchAPassOverAllPoints) {
         std::vector<MinMaxData<double>> out;
         columns.Fill(view.b, view.e, view.columns, out);
         EXPECT_EQ(columns.UsedIndex(), view.index);
-        ExpectSameColumns(out, PlainColumns(points, view.b, view.e, view.columns));
+        EXPECT_EQ(Text(out), Text(PlainColumns(points, view.b, view.e, view.columns)));
     }
+}
+
+// The columns of the trend's reader for [begin, end].
+template <class T>
+std::vector<MinMaxData<double>> View(Trend<T>& t, double begin, double end, unsigned columns, unsigned char whole = 0) {
+    std::vector<MinMaxData<double>> out(3, MinMaxData<double>{1, 2});
+    t.Reader()->GetMinMaxData(begin, end, out, columns, GetDataParam{}, whole);
+    return out;
 }
 
 TEST(TrendColumns, APointAtTimeZeroStaysOutOfAViewThatBeginsAfterIt) {
     Trend<double> t("BASIC_TREND[DOUBLE]");
     t.Push(0, 100.0);  // kept in bucket 1, whose times begin after 0
     for (uint64_t i = 1; i < 200; ++i) t.Push(i * kMs, static_cast<double>(i % 10));
-    auto reader = t.Reader();
-    double begin = 1e-9, end = 0.2;
-    std::vector<MinMaxData<double>> out;
-    reader->GetMinMaxData(begin, end, out, 2, GetDataParam{}, 0);
-    ASSERT_EQ(out.size(), 2u);
-    EXPECT_EQ(out[0].max, 9.0);
-    begin = 0.0;
-    reader->GetMinMaxData(begin, end, out, 2, GetDataParam{}, 0);
-    EXPECT_EQ(out[0].max, 100.0);
-
-    // A point on a grid line ends its bucket, and a column that ends just before it
-    // doesn't take the bucket whole.
+    EXPECT_EQ(View(t, 1e-9, 0.2, 2)[0].max, 9.0);
+    EXPECT_EQ(View(t, 0.0, 0.2, 2)[0].max, 100.0);
+    // A point on a grid line ends its bucket; a column that ends just before it doesn't take the bucket whole.
     Trend<double> grid("BASIC_TREND[DOUBLE]");
     for (uint64_t i = 1; i < 200; ++i) grid.Push(i * kMs, static_cast<double>(i));
-    begin = 0.0;
-    grid.Reader()->GetMinMaxData(begin, end, out, 4, GetDataParam{}, 0);
-    ASSERT_EQ(out.size(), 4u);
-    EXPECT_EQ(out[0].max, 49.0);
-    EXPECT_EQ(out[1].min, 50.0);
-    EXPECT_EQ(out[1].max, 99.0);
-    EXPECT_EQ(out[2].min, 100.0);
-    EXPECT_EQ(out[3].max, 199.0);
+    EXPECT_EQ(Text(View(grid, 0.0, 0.2, 4)), Text({{1, 49}, {50, 99}, {100, 149}, {150, 199}}));
 }
 
 TEST(TrendColumns, NegativeBeginCutsTheColumnsInProportion) {
     Trend<float> t("BASIC_TREND[FLOAT]");
     for (uint64_t i = 0; i < 100; ++i) t.Push(i * kMs, static_cast<float>(i));
-    auto reader = t.Reader();
     double begin = -0.1, end = 0.1;
     std::vector<MinMaxData<double>> out;
-    reader->GetMinMaxData(begin, end, out, 100, GetDataParam{}, 0);
-    EXPECT_EQ(begin, 0.0);
-    EXPECT_EQ(end, 0.1);
+    t.Reader()->GetMinMaxData(begin, end, out, 100, GetDataParam{}, 0);
+    EXPECT_TRUE(begin == 0.0 && end == 0.1);
     ASSERT_EQ(out.size(), 50u);
-    EXPECT_EQ(out[0].min, 0.0);
-    EXPECT_EQ(out[49].max, 99.0);
-
+    EXPECT_TRUE(out[0].min == 0.0 && out[49].max == 99.0);
     // Nothing is filled for an end at or below 0, no columns, or an empty trend.
-    out.assign(3, MinMaxData<double>{1, 2});
-    begin = -1.0;
-    end = 0.0;
-    reader->GetMinMaxData(begin, end, out, 10, GetDataParam{}, 0);
-    begin = 0.0;
-    end = 1.0;
-    reader->GetMinMaxData(begin, end, out, 0, GetDataParam{}, 0);
+    EXPECT_EQ(View(t, -1.0, 0.0, 10)[0].max, 2.0);
+    EXPECT_EQ(View(t, 0.0, 1.0, 0)[0].max, 2.0);
     Trend<float> empty("BASIC_TREND[FLOAT]");
-    empty.Reader()->GetMinMaxData(begin, end, out, 10, GetDataParam{}, 0);
-    EXPECT_EQ(out.size(), 3u);
-    EXPECT_EQ(out[0].max, 2.0);
+    EXPECT_EQ(View(empty, 0.0, 1.0, 10)[0].max, 2.0);
 }
 
 TEST(TrendColumns, ValuesPassTheDataAxisAndWholeRangeGivesOneColumn) {
@@ -196,17 +155,11 @@ TEST(TrendColumns, ValuesPassTheDataAxisAndWholeRangeGivesOneColumn) {
     t.item->AddChildItem(data_axis, "dataAxis", true);
     QueryInterface<IDatasetAxis>(data_axis)->SetRatioOffset(1.0, -2.0);
     for (uint64_t i = 0; i < 400; ++i) t.Push(i * kMs, static_cast<int16_t>(i % 7));
-    auto reader = t.Reader();
-    double begin = 0.0, end = 0.4;
-    std::vector<MinMaxData<double>> out;
-    reader->GetMinMaxData(begin, end, out, 4, GetDataParam{}, 0);  // index-served
-    ASSERT_EQ(out.size(), 4u);
-    EXPECT_EQ(out[0].min, 6 * -2.0 + 1.0);  // a negative scale turns the extremes round
-    EXPECT_EQ(out[0].max, 1.0);
-
-    reader->GetMinMaxData(begin, end, out, 8, GetDataParam{}, 1);
-    ASSERT_EQ(out.size(), 8u);
-    EXPECT_EQ(out[0].min, -11.0);
-    EXPECT_EQ(out[0].max, 1.0);
-    for (std::size_t i = 1; i < out.size(); ++i) EXPECT_TRUE(std::isnan(out[i].min)) << i;
+    const auto indexed = View(t, 0.0, 0.4, 4);
+    ASSERT_EQ(indexed.size(), 4u);
+    EXPECT_TRUE(indexed[0].min == 6 * -2.0 + 1.0 && indexed[0].max == 1.0);  // a negative scale turns them round
+    const auto whole = View(t, 0.0, 0.4, 8, 1);
+    ASSERT_EQ(whole.size(), 8u);
+    EXPECT_TRUE(whole[0].min == -11.0 && whole[0].max == 1.0);
+    for (std::size_t i = 1; i < whole.size(); ++i) EXPECT_TRUE(std::isnan(whole[i].min)) << i;
 }

@@ -11,6 +11,7 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -71,24 +72,21 @@ TEST(DeviceWave, EachLinkBindsItsStorageWithItsUnitSize) {
     EXPECT_TRUE(device.item->SetLinkItem(&index.item, "devchindex"));
     EXPECT_TRUE(device.item->SetLinkItem(&area.item, "DevChArea"));
 
-    EXPECT_EQ(device.dataset->GetStorage("Wave")->UnitSize(), 4u);
-    EXPECT_EQ(device.dataset->GetStorage("Index")->UnitSize(), 8u);
     EXPECT_EQ(device.dataset->GetStorage("Area"), area_storage);  // rebound, not replaced
-    EXPECT_EQ(device.dataset->GetStorage("Wave")->Count(), 3u);
-    EXPECT_EQ(device.dataset->GetStorage("Index")->Count(), 2u);
-    EXPECT_EQ(area_storage->Count(), 2u);  // 100 bytes hold two whole areas
-    EXPECT_EQ(device.Channel("Wave"), wave.channel.get());
-    EXPECT_EQ(device.Channel("Index"), index.channel.get());
-    EXPECT_EQ(device.Channel("Area"), area.channel.get());
+    // Unit size and count of each storage: 12 bytes of floats, 16 of columns, 100 bytes hold two whole areas.
+    for (auto [id, unit, count, channel] : {std::tuple{"Wave", 4u, 3u, &wave}, {"Index", 8u, 2u, &index}, {"Area", 48u, 2u, &area}}) {
+        EXPECT_EQ(device.dataset->GetStorage(id)->UnitSize(), unit) << id;
+        EXPECT_EQ(device.dataset->GetStorage(id)->Count(), count) << id;
+        EXPECT_EQ(device.Channel(id), channel->channel.get()) << id;
+    }
     float second = 0;
     EXPECT_EQ(QueryInterface<IReader>(device.item.get(), "Wave")->Read(1, &second, 1), 1u);
     EXPECT_EQ(second, 2.5f);
 
     // A second link of the wave replaces its channel and logs again.
     device.item->SetLinkItem(&again.item, "DevChWave");
-    EXPECT_EQ(ChannelLines(log, "Wave"), 2u);
-    EXPECT_EQ(ChannelLines(log, "Index"), 1u);
-    EXPECT_EQ(ChannelLines(log, "Area"), 1u);
+    EXPECT_EQ(std::make_tuple(ChannelLines(log, "Wave"), ChannelLines(log, "Index"), ChannelLines(log, "Area")),
+              std::make_tuple(2u, 1u, 1u));
     EXPECT_EQ(device.dataset->GetStorage("Wave")->Count(), 5u);
     EXPECT_EQ(device.Channel("Wave"), again.channel.get());
 

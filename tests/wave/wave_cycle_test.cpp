@@ -37,7 +37,7 @@ struct Wave {
     }
 };
 
-TEST(WaveChecker, SizeFiresAboveTheByteCountTimeAtEquality) {
+TEST(WaveChecker, SizeFiresAboveTheByteCountTimeAtEqualityAndOnlyOnSamplePushes) {
     Wave w;
     ASSERT_TRUE(CallTypeFunction(w.wave.item.get(), "SetCycleSize", {Vellum::Var(40ull)}));
     w.Push(10);  // 40 bytes: at the limit
@@ -48,26 +48,23 @@ TEST(WaveChecker, SizeFiresAboveTheByteCountTimeAtEquality) {
     ASSERT_TRUE(CallTypeFunction(w.wave.item.get(), "DisableCycle", {}));
     w.Push(5);
     EXPECT_EQ(w.size_events, 2);
-
     ASSERT_TRUE(CallTypeFunction(w.wave.item.get(), "SetCycleTime", {Vellum::Var(4.75)}));
     w.Push(1);  // 18 samples: 4.5 s
     EXPECT_EQ(w.time_events, 0);
     w.Push(1);  // 4.75 s
     EXPECT_EQ(w.time_events, 1);
     EXPECT_EQ(w.size_events, 2);
-}
 
-TEST(WaveChecker, IndexAndAreaPushesNeverRunTheCheck) {
-    Wave w;
-    ASSERT_TRUE(CallTypeFunction(w.wave.item.get(), "SetCycleSize", {Vellum::Var(0ull)}));
+    Wave other;  // index and area pushes never run the check
+    ASSERT_TRUE(CallTypeFunction(other.wave.item.get(), "SetCycleSize", {Vellum::Var(0ull)}));
     const MinMaxData<float> column{0, 1};
     const ValidDataArea area{};
-    w.wave.dataset->Push(&column, 1);
-    w.wave.dataset->Push(&area, 1);
-    w.Push(0);
-    EXPECT_EQ(w.size_events, 0);
-    w.Push(1);
-    EXPECT_EQ(w.size_events, 1);
+    other.wave.dataset->Push(&column, 1);
+    other.wave.dataset->Push(&area, 1);
+    other.Push(0);
+    EXPECT_EQ(other.size_events, 0);
+    other.Push(1);
+    EXPECT_EQ(other.size_events, 1);
 }
 
 TEST(WaveChecker, LimitChangesFromAnotherThreadWhilePushing) {
@@ -99,10 +96,6 @@ struct Cycled : Wave {
         cycler.ConfigStorages(storages[0], storages[1], storages[2]);
         cycler.InitEvents(wave.item.get());
         Push(1000);
-    }
-    void AddArea(int64_t start_ns, int64_t end_ns, uint64_t beg_pos, uint64_t end_pos, uint64_t first_count = 8) {
-        const ValidDataArea area{start_ns, end_ns, 0, first_count, beg_pos, end_pos};
-        wave.dataset->Push(&area, 1);
     }
     WaveDatasetParameters& Parameters() {
         return *QueryInterface<WaveDatasetParameters>(wave.item->GetChildItem("WaveParam"));
@@ -160,46 +153,36 @@ TEST(WaveCycler, ConfiguredSizeLimitCutsInsideThePush) {
     EXPECT_EQ(samples->cuts, std::vector<uint64_t>{24});
 }
 
-TEST(WaveCycler, SizeCutWithAreasCountsTheAreasBeforeTheCut) {
-    Cycled c(BasicWaveCycler::kSize, 96);  // n = 24 samples
-    c.AddArea(0, 1, 0, 9);
-    c.AddArea(2, 3, 10, 49);
-    c.AddArea(4, 5, 50, 999);
-    EXPECT_EQ(c.Fire("OutLimit:Size"), (Cuts{{24}, {3}, {1}}));
+// A cut with areas: the samples and columns up to the start of the area that holds the
+// cut, and the areas before it.
+struct AreaCut {
+    BasicWaveCycler::CycleType type;
+    int64_t time_offset;
+    uint64_t raw_offset;
+    std::vector<ValidDataArea> areas;
+    Cuts cuts;
+};
 
-    Cycled first(BasicWaveCycler::kSize, 96);  // ends inside the first area
-    first.AddArea(0, 1, 0, 999);
-    EXPECT_EQ(first.Fire("OutLimit:Size"), (Cuts{{24}, {0}, {0}}));
-
-    Cycled past(BasicWaveCycler::kSize, 96);  // passes every area
-    past.AddArea(0, 1, 0, 9);
-    past.AddArea(2, 3, 10, 19);
-    EXPECT_EQ(past.Fire("OutLimit:Size"), (Cuts{{24}, {0}, {0}}));
-
-    Cycled shifted(BasicWaveCycler::kSize, 96);  // positions count from what was cut before
-    shifted.Parameters().raw_point_offset = 10;
-    shifted.AddArea(0, 1, 10, 29);
-    shifted.AddArea(2, 3, 30, 89);
-    EXPECT_EQ(shifted.Fire("OutLimit:Size"), (Cuts{{24}, {3}, {1}}));
-}
-
-TEST(WaveCycler, TimeCutWithAreasCutsToTheStartOfAnArea) {
-    // Step 6e9 ns; a sample is 2.5e8 ns.
-    Cycled c(BasicWaveCycler::kTime, 3 * kColumn);
-    c.Parameters().time_offset = 5'000'000'000;
-    c.AddArea(0, 1'000'000'000, 0, 3);
-    c.AddArea(2'000'000'000, 200'000'000'000, 4, 999, 2);
-    // samples = 3e9 / 2.5e8 + 4 = 16; columns = (16 - 2) / 8 + 1 = 2.
-    EXPECT_EQ(c.Fire("OutLimit:Time"), (Cuts{{16}, {2}, {1}}));
-
-    Cycled first(BasicWaveCycler::kTime, 3 * kColumn);
-    first.AddArea(0, 10'000'000'000, 0, 999);
-    EXPECT_EQ(first.Fire("OutLimit:Time"), (Cuts{{0}, {0}, {0}}));
-
-    Cycled past(BasicWaveCycler::kTime, 3 * kColumn);
-    past.AddArea(0, 1'000'000'000, 0, 3);
-    past.AddArea(1'500'000'000, 5'000'000'000, 4, 999);
-    EXPECT_EQ(past.Fire("OutLimit:Time"), (Cuts{{0}, {0}, {0}}));
+TEST(WaveCycler, CutsWithAreasEndAtTheStartOfAnArea) {
+    const auto size = BasicWaveCycler::kSize, time = BasicWaveCycler::kTime;  // 96 bytes = 24 samples; 6e9 ns
+    const AreaCut cases[] = {
+        {size, 0, 0, {{0, 1, 0, 8, 0, 9}, {2, 3, 0, 8, 10, 49}, {4, 5, 0, 8, 50, 999}}, {{24}, {3}, {1}}},
+        {size, 0, 0, {{0, 1, 0, 8, 0, 999}}, {{24}, {0}, {0}}},                         // inside the first area
+        {size, 0, 0, {{0, 1, 0, 8, 0, 9}, {2, 3, 0, 8, 10, 19}}, {{24}, {0}, {0}}},     // past every area
+        {size, 0, 10, {{0, 1, 0, 8, 10, 29}, {2, 3, 0, 8, 30, 89}}, {{24}, {3}, {1}}},  // positions after an earlier cut
+        // A sample is 2.5e8 ns: 3e9 / 2.5e8 + 4 = 16 samples, (16 - 2) / 8 + 1 = 2 columns.
+        {time, 5'000'000'000, 0, {{0, 1'000'000'000, 0, 8, 0, 3}, {2'000'000'000, 200'000'000'000, 0, 2, 4, 999}},
+         {{16}, {2}, {1}}},
+        {time, 0, 0, {{0, 10'000'000'000, 0, 8, 0, 999}}, {{0}, {0}, {0}}},
+        {time, 0, 0, {{0, 1'000'000'000, 0, 8, 0, 3}, {1'500'000'000, 5'000'000'000, 0, 8, 4, 999}}, {{0}, {0}, {0}}},
+    };
+    for (const AreaCut& c : cases) {
+        Cycled cycled(c.type, c.type == size ? 96 : 3 * kColumn);
+        if (c.time_offset != 0) cycled.Parameters().time_offset = c.time_offset;
+        if (c.raw_offset != 0) cycled.Parameters().raw_point_offset = c.raw_offset;
+        cycled.wave.dataset->Push(c.areas.data(), c.areas.size());
+        EXPECT_EQ(cycled.Fire(c.type == size ? "OutLimit:Size" : "OutLimit:Time"), c.cuts) << &c - cases;
+    }
 }
 
 }  // namespace

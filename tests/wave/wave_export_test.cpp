@@ -40,17 +40,7 @@ protected:
         wave_.item->AddChildItem(item, child, true);
     }
 
-    // Stream name -> file of the package in folder, from its manifest.
-    static std::map<std::string, fs::path> Streams(const fs::path& folder) {
-        std::map<std::string, fs::path> streams;
-        pugi::xml_document manifest;
-        if (!manifest.load_file((folder / "manifest.xml").c_str())) return streams;
-        for (pugi::xml_node stream : manifest.child("exportDataPack").children("stream"))
-            streams[stream.attribute("name").value()] = folder / stream.attribute("file").value();
-        return streams;
-    }
-
-    // The package read as a wave: a storage per stream.
+    // The package in folder read as a wave: a storage per stream of its manifest.
     struct Package {
         std::shared_ptr<StorageBase> wave, index, area;
         std::vector<double> samples;
@@ -58,17 +48,26 @@ protected:
         std::vector<ValidDataArea> areas;
     };
     static Package Open(const fs::path& folder) {
-        Package package;
-        auto streams = Streams(folder);
+        std::map<std::string, std::shared_ptr<StorageBase>> streams;
+        pugi::xml_document manifest;
+        EXPECT_TRUE(manifest.load_file((folder / "manifest.xml").c_str()));
+        const std::map<std::string, uint32_t> units = {{"Wave", 8}, {"Index", 16}, {"Area", 48}};
+        for (pugi::xml_node stream : manifest.child("exportDataPack").children("stream")) {
+            const std::string name = stream.attribute("name").value();
+            streams[name] = std::make_shared<CStorage>(
+                CreateExternFileCache((folder / stream.attribute("file").value()).string()), units.at(name));
+        }
         EXPECT_EQ(streams.size(), 3u);
-        if (streams.size() != 3u) return package;
-        package.wave = std::make_shared<CStorage>(CreateExternFileCache(streams["Wave"].string()), 8);
-        package.index = std::make_shared<CStorage>(CreateExternFileCache(streams["Index"].string()), 16);
-        package.area = std::make_shared<CStorage>(CreateExternFileCache(streams["Area"].string()), 48);
-        package.samples = ReadAll<double>(*package.wave);
-        package.columns = ReadAll<MinMaxData<double>>(*package.index);
-        package.areas = ReadAll<ValidDataArea>(*package.area);
-        return package;
+        if (streams.size() != 3u) return {};
+        return {streams["Wave"], streams["Index"], streams["Area"], ReadAll<double>(*streams["Wave"]),
+                ReadAll<MinMaxData<double>>(*streams["Index"]), ReadAll<ValidDataArea>(*streams["Area"])};
+    }
+
+    // Start and end time of each area.
+    static std::vector<int64_t> Times(const Package& package) {
+        std::vector<int64_t> times;
+        for (const ValidDataArea& area : package.areas) times.insert(times.end(), {area.start_time, area.end_time});
+        return times;
     }
 
     RecordWave wave_{kPeriod, kIndexStep};
@@ -84,10 +83,9 @@ TEST_F(WaveExport, TheExportCommandWritesTheRangeAsAPackage) {
     // The first run's samples from 69.5005 s (position 69488 lies at 69.5005 s), the
     // second run's up to 80.2 s; the third run lies outside.
     ASSERT_EQ(package.areas.size(), 2u);
-    EXPECT_EQ(package.areas[0].start_time, SecondsToNs(0.0125) + 69488LL * 1'000'000);
-    EXPECT_EQ(package.areas[0].end_time, SecondsToNs(0.0125) + 69999LL * 1'000'000);
-    EXPECT_EQ(package.areas[1].start_time, 80'000'000'000LL);
-    EXPECT_EQ(package.areas[1].end_time, 80'200'000'000LL);
+    EXPECT_EQ(Times(package), (std::vector<int64_t>{SecondsToNs(0.0125) + 69488LL * 1'000'000,
+                                                    SecondsToNs(0.0125) + 69999LL * 1'000'000, 80'000'000'000LL,
+                                                    80'200'000'000LL}));
     ASSERT_EQ(package.samples.size(), 512u + 201u);
     for (uint64_t i = 0; i < 512; ++i) ASSERT_EQ(package.samples[i], Value(0.0125, 69488 + i)) << i;
     for (uint64_t i = 0; i < 201; ++i) ASSERT_EQ(package.samples[512 + i], Value(80.0, i)) << i;
@@ -135,10 +133,8 @@ TEST_F(WaveExport, StagedRangesGoIntoStreamsRequestedAtTheEnd) {
 
     const Package package = Open(dir_ / "staged");
     ASSERT_EQ(package.areas.size(), 2u);
-    EXPECT_EQ(package.areas[0].start_time, 30'200'000'000LL);
-    EXPECT_EQ(package.areas[0].end_time, 30'499'000'000LL);  // the run ends at 90.499 s
-    EXPECT_EQ(package.areas[1].start_time, SecondsToNs(0.0125));
-    EXPECT_EQ(package.areas[1].end_time, SecondsToNs(0.0125) + 50'000'000LL);
+    EXPECT_EQ(Times(package), (std::vector<int64_t>{30'200'000'000LL, 30'499'000'000LL,  // the run ends at 90.499 s
+                                                    SecondsToNs(0.0125), SecondsToNs(0.0125) + 50'000'000LL}));
     ASSERT_EQ(package.samples.size(), 300u + 51u);
     EXPECT_EQ(package.samples[0], Value(90.0, 200));
     EXPECT_EQ(package.samples[300], Value(0.0125, 0));

@@ -1,52 +1,17 @@
 // The producer helper: the stored columns and areas keep the layout that readers rely on.
 
-#include "dataset/time_rules.h"
-#include "storage/storage_base.h"
-#include "wave/wave_producer.h"
+#include "wave_record_support.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <vector>
+#include <tuple>
 
 namespace {
 
-template <class R>
-std::vector<R> ReadAll(DataSetBase& dataset, const char* id) {
-    auto storage = dataset.GetStorage(id);
-    std::vector<R> records(storage->Count());
-    EXPECT_EQ(storage->Read(0, records.data(), records.size()), records.size());
-    return records;
-}
+using namespace wave_record_test;
 
-// Every column equals the min/max of the samples that the contract assigns to it.
 template <class T>
 void ExpectContract(BasicWaveDataSet<T>& dataset, uint64_t points_per_index) {
-    const auto samples = ReadAll<T>(dataset, "Wave");
-    const auto columns = ReadAll<MinMaxData<T>>(dataset, "Index");
-    const auto areas = ReadAll<ValidDataArea>(dataset, "Area");
-    uint64_t next_column = 0, next_sample = 0;
-    for (const ValidDataArea& area : areas) {
-        EXPECT_EQ(area.index_id, next_column);
-        EXPECT_EQ(area.wave_beg_pos, next_sample);
-        EXPECT_GE(area.wave_end_pos, area.wave_beg_pos);
-        uint64_t pos = area.wave_beg_pos;
-        uint64_t width = area.first_count;
-        while (pos <= area.wave_end_pos) {
-            const uint64_t end = std::min(pos + width, area.wave_end_pos + 1);
-            ASSERT_LT(next_column, columns.size());
-            const auto [lo, hi] = std::minmax_element(samples.begin() + pos, samples.begin() + end);
-            EXPECT_EQ(columns[next_column].min, *lo) << "column " << next_column;
-            EXPECT_EQ(columns[next_column].max, *hi) << "column " << next_column;
-            ++next_column;
-            pos = end;
-            width = points_per_index;
-        }
-        next_sample = area.wave_end_pos + 1;
-    }
-    EXPECT_EQ(next_column, columns.size());
-    EXPECT_EQ(next_sample, samples.size());
+    ExpectLayout(ReadAll<T>(*dataset.GetStorage("Wave")), ReadAll<MinMaxData<T>>(*dataset.GetStorage("Index")),
+                 ReadAll<ValidDataArea>(*dataset.GetStorage("Area")), points_per_index);
 }
 
 std::vector<float> Noise(std::size_t count, float phase) {
@@ -66,15 +31,13 @@ TEST(WaveProducer, ARunBetweenGridPointsGetsAShortFirstColumn) {
         const auto later = Noise(150, 2.0f);
         producer.Append(1.0, later.data(), later.size());  // a gap: a new run on the grid
     }  // the producer closes its open run
-    const auto areas = ReadAll<ValidDataArea>(dataset, "Area");
+    const auto areas = ReadAll<ValidDataArea>(*dataset.GetStorage("Area"));
     ASSERT_EQ(areas.size(), 2u);
-    EXPECT_EQ(areas[0].start_time, SecondsToNs(0.0125));
-    EXPECT_EQ(areas[0].first_count, 88u);  // 87.5 ms to the grid point at 100 ms
-    EXPECT_EQ(areas[0].end_time, SecondsToNs(0.0125) + 249 * 1'000'000);
-    EXPECT_EQ(areas[0].wave_end_pos, 249u);
-    EXPECT_EQ(areas[1].start_time, 1'000'000'000);
-    EXPECT_EQ(areas[1].first_count, 100u);
-    EXPECT_EQ(areas[1].index_id, 3u);  // 88 + 100 + 62 samples before
+    // 87.5 ms to the grid point at 100 ms: a first column of 88 samples.
+    EXPECT_EQ(std::make_tuple(areas[0].start_time, areas[0].end_time, areas[0].first_count, areas[0].wave_end_pos),
+              std::make_tuple(SecondsToNs(0.0125), SecondsToNs(0.0125) + 249 * 1'000'000, uint64_t{88}, uint64_t{249}));
+    EXPECT_EQ(std::make_tuple(areas[1].start_time, areas[1].first_count, areas[1].index_id),
+              std::make_tuple(int64_t{1'000'000'000}, uint64_t{100}, uint64_t{3}));  // 88 + 100 + 62 samples before
     EXPECT_EQ(dataset.GetStorage("Index")->Count(), 5u);
     ExpectContract(dataset, 100);
 }

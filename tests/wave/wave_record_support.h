@@ -16,30 +16,9 @@
 
 namespace wave_record_test {
 
-// A wave dataset item of doubles with a size axis. Made by type id, so that it works
-// whichever scope of the test program registered the module's types first.
-struct RecordWave {
-    std::unique_ptr<IBaseCtr> item;
-    BasicWaveDataSet<double>* dataset = nullptr;
-    IDatasetAxis* axis = nullptr;
-
-    RecordWave(double period, uint64_t index_step) {
-        testing_support::ModuleScope();
-        item.reset(CreateItemByTypeID(VellumTypeOf<BasicWaveDataSet<double>>(), "wave"));
-        IBaseCtr* size_axis = CreateItemByTypeID(VellumTypeOf<CDatasetAxis>(), "sizeAxis");
-        item->AddChildItem(size_axis, "sizeAxis", true);
-        axis = QueryInterface<IDatasetAxis>(size_axis).get();
-        axis->SetRatioOffset(0.0, period);
-        axis->SetIndexStep(index_step);
-        dataset = QueryInterface<BasicWaveDataSet<double>>(item.get()).get();
-    }
-
-    std::unique_ptr<CBasicWaveReader<double>> MakeReader() {
-        return std::make_unique<CBasicWaveReader<double>>(
-            item.get(), std::make_shared<BaseStructReader<double>>(dataset->GetStorage("Wave")),
-            std::make_shared<BaseStructReader<MinMaxData<double>>>(dataset->GetStorage("Index")),
-            std::make_shared<BaseStructReader<ValidDataArea>>(dataset->GetStorage("Area")));
-    }
+// A wave dataset item of doubles with a size axis.
+struct RecordWave : testing_support::TestWave<double> {
+    RecordWave(double period, uint64_t index_step) : TestWave<double>("WAVEDATASET[DOUBLE]", period, index_step) {}
 };
 
 inline constexpr double kPeriod = 1e-3;
@@ -68,21 +47,21 @@ std::vector<R> ReadAll(StorageBase& storage) {
 
 // Every area starts where the one before ended, and every column holds the min/max of
 // the samples that the layout assigns to it.
-inline void ExpectLayout(const std::vector<double>& samples, const std::vector<MinMaxData<double>>& columns,
-                         const std::vector<ValidDataArea>& areas) {
+template <class T>
+void ExpectLayout(const std::vector<T>& samples, const std::vector<MinMaxData<T>>& columns,
+                  const std::vector<ValidDataArea>& areas, uint64_t points_per_index = kIndexStep) {
     uint64_t next_column = 0, next_sample = 0;
     for (const ValidDataArea& area : areas) {
         EXPECT_EQ(area.index_id, next_column);
         EXPECT_EQ(area.wave_beg_pos, next_sample);
         uint64_t width = area.first_count;
-        for (uint64_t pos = area.wave_beg_pos; pos <= area.wave_end_pos; width = kIndexStep) {
+        for (uint64_t pos = area.wave_beg_pos; pos <= area.wave_end_pos; width = points_per_index) {
             const uint64_t end = std::min(pos + width, area.wave_end_pos + 1);
             ASSERT_LT(next_column, columns.size());
             ASSERT_LE(end, samples.size());
             const auto [lo, hi] = std::minmax_element(samples.begin() + static_cast<std::ptrdiff_t>(pos),
                                                       samples.begin() + static_cast<std::ptrdiff_t>(end));
-            EXPECT_EQ(columns[next_column].min, *lo);
-            EXPECT_EQ(columns[next_column].max, *hi);
+            EXPECT_TRUE(columns[next_column].min == *lo && columns[next_column].max == *hi) << "column " << next_column;
             ++next_column;
             pos = end;
         }

@@ -14,6 +14,8 @@
 #include <atomic>
 #include <cstring>
 #include <filesystem>
+#include <optional>
+#include <tuple>
 
 namespace fs = std::filesystem;
 using namespace wave_record_test;
@@ -39,23 +41,20 @@ protected:
     fs::path dir_;
 };
 
+// The raw content of the three storages.
 struct Snapshot {
     std::vector<double> samples;
     std::vector<MinMaxData<double>> columns;
     std::vector<ValidDataArea> areas;
+    explicit Snapshot(RecordWave& wave)
+        : samples(ReadAll<double>(*wave.dataset->GetStorage("Wave"))),
+          columns(ReadAll<MinMaxData<double>>(*wave.dataset->GetStorage("Index"))),
+          areas(ReadAll<ValidDataArea>(*wave.dataset->GetStorage("Area"))) {}
 };
-
-Snapshot Take(RecordWave& wave) {
-    Snapshot shot;
-    shot.samples = ReadAll<double>(*wave.dataset->GetStorage("Wave"));
-    shot.columns = ReadAll<MinMaxData<double>>(*wave.dataset->GetStorage("Index"));
-    shot.areas = ReadAll<ValidDataArea>(*wave.dataset->GetStorage("Area"));
-    return shot;
-}
 
 TEST_F(WaveRecord, ALoadedWaveReadsTheSameThroughItsReader) {
     Configuration config;
-    Snapshot saved;
+    std::optional<Snapshot> kept;
     {
         RecordWave wave(kPeriod, kIndexStep);
         wave.item->SetAttribute("exportable", "1");
@@ -63,13 +62,14 @@ TEST_F(WaveRecord, ALoadedWaveReadsTheSameThroughItsReader) {
         Produce(*wave.dataset);
         const SerializeConfig save{1};
         QueryInterface<ISerializable>(wave.item.get())->Serialize(Context(config), &save);
-        saved = Take(wave);
+        kept.emplace(wave);
         // The host completes the save: the kept files go to the project it saves.
         fs::create_directories(dir_ / "__old__");
         for (const auto& [name, id] :
              DataSetSerializationHelper::DecodeFileTable(config.GetString("waves/w1/files/value")))
             fs::copy_file(dir_ / "work" / id, dir_ / "__old__" / id);
     }
+    const Snapshot& saved = *kept;
     ASSERT_EQ(saved.areas.size(), 3u);
     ASSERT_EQ(saved.samples.size(), 71500u);
     ASSERT_TRUE(config.SaveToFile((dir_ / "project.xml").string()));
@@ -91,11 +91,10 @@ TEST_F(WaveRecord, ALoadedWaveReadsTheSameThroughItsReader) {
         EXPECT_TRUE(fs::is_regular_file(dir_ / "__old__" / std::dynamic_pointer_cast<IFileCache>(channel)->GetId()));
     }
 
-    const Snapshot back = Take(wave);
+    const Snapshot back(wave);
     EXPECT_EQ(back.samples, saved.samples);
     ASSERT_EQ(back.areas.size(), saved.areas.size());
-    for (std::size_t i = 0; i < back.areas.size(); ++i)
-        EXPECT_EQ(std::memcmp(&back.areas[i], &saved.areas[i], sizeof(ValidDataArea)), 0) << "area " << i;
+    EXPECT_EQ(std::memcmp(back.areas.data(), saved.areas.data(), back.areas.size() * sizeof(ValidDataArea)), 0);
     ASSERT_EQ(back.columns.size(), saved.columns.size());
     ExpectLayout(back.samples, back.columns, back.areas);
     auto reader = wave.MakeReader();  // the reader finds each sample at its time again
