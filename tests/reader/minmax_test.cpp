@@ -136,16 +136,22 @@ TEST(MinMax, FewerSamplesThanColumnsInEachFillMode) {
         SCOPED_TRACE(mode);
         const Columns out = View(*reader, 0, 0.999, 2000, mode);
         ASSERT_EQ(out.size(), 2000u);
-        for (const auto& column : out)
-            if (!std::isnan(column.min)) EXPECT_EQ(column.min, column.max);  // samples, not extents
+        for (const auto& column : out) {
+            if (!std::isnan(column.min)) {
+                EXPECT_EQ(column.min, column.max);  // samples, not extents
+            }
+        }
         if (mode == 0) {  // the samples from the first column on, then nothing
             EXPECT_TRUE(out[0].min == 0.0 && out[999].min == 999.0 && std::isnan(out[1500].min));
         } else if (mode == 2) {  // about every second column holds a sample
             EXPECT_NEAR(static_cast<double>(Valid(out)), 1000.0, 2.0);
         } else {  // a staircase, a spline and a straight line through a ramp: the ramp
             EXPECT_GE(Valid(out), 1990);
-            for (std::size_t i = 1; i + 10 < out.size(); ++i)
-                if (!std::isnan(out[i].min) && !std::isnan(out[i - 1].min)) EXPECT_GE(out[i].min, out[i - 1].min);
+            for (std::size_t i = 1; i + 10 < out.size(); ++i) {
+                if (!std::isnan(out[i].min) && !std::isnan(out[i - 1].min)) {
+                    EXPECT_GE(out[i].min, out[i - 1].min);
+                }
+            }
             EXPECT_NEAR(out[1000].min, 500.0, 3.0);
         }
     }

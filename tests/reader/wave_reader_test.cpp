@@ -208,7 +208,8 @@ TEST(WaveReader, AreasColumnsAndBoundariesOfTimes) {
     }
     // A begin snaps to a column start within 10 % of a column, keeping its sign.
     for (auto [from, to] : {std::pair<int64_t, int64_t>{1'009'000'000, 1'000'000'000}, {1'091'000'000, 1'100'000'000},
-                            {1'050'000'000, 1'050'000'000}, {-1'009'000'000, -1'000'000'000}}) {
+                            {1'050'000'000, 1'050'000'000}, {-1'009'000'000, -1'000'000'000},
+                            {INT64_MIN, INT64_MIN}}) {  // 2^63 ns is 55 % into its column
         int64_t begin = from, end = 5;
         reader->CalcBoundary(begin, end);
         EXPECT_EQ(begin, to) << from;

@@ -119,7 +119,7 @@ TEST_P(SummaryBuilder, RecordsMatchTheIndex) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, SummaryBuilder, ::testing::ValuesIn(kScenarios),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& test) { return std::string(test.param.name); });
 
 // Readers use the summary while it grows (run under the thread sanitizer as well).
 TEST(SummaryReaders, BesideAGrowingSummary) {
