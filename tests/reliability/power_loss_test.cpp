@@ -242,46 +242,42 @@ struct Scenario {
     }
 };
 
-TEST(PowerLoss, EveryCutOfAFileWrittenThroughTheSmallPoolReopensWithAPrefix) {
-    // More data than the pool holds: blocks are recycled, and some are read back.
-    constexpr uint64_t kUnits = 5 * kMiB / kUnit;
-    static_assert(kUnits * kUnit > 4 * kMiB, "the data must exceed the small pool");
+// Generations of appends, a Clear between two: at every cut the file holds a prefix of
+// the units of one generation, never old units under a new extent.
+struct Generations {
+    const char* name;
+    std::vector<uint64_t> units;       // of each generation
+    std::vector<uint64_t> sync_every;  // batches between flushes, per generation
+};
+
+class PowerLossCut : public ::testing::TestWithParam<Generations> {};
+
+TEST_P(PowerLossCut, EveryCutReopensWithAPrefixOfOneGeneration) {
+    const Generations& generations = GetParam();
     Scenario scenario;
-    scenario.Append(0, kUnits, 6);
-    ASSERT_EQ(scenario.storage->Count(), kUnits);
+    for (unsigned g = 0; g < generations.units.size(); ++g) {
+        if (g > 0) scenario.storage->Clear();
+        scenario.Append(g, generations.units[g], generations.sync_every[g]);
+        ASSERT_EQ(scenario.storage->Count(), generations.units[g]);
+    }
     const std::vector<FileChangeRecord> log = scenario.Finish();
     ASSERT_GT(log.size(), 50u);
 
-    PowerLossCheck check(log, {kUnits});
+    PowerLossCheck check(log, generations.units);
     // Flushed at the end: a power loss then loses nothing.
-    EXPECT_EQ(check.DurableUnitsAtEnd(), kUnits);
+    EXPECT_EQ(check.DurableUnitsAtEnd(), generations.units.back());
     check.RunAllCuts();
     EXPECT_GT(check.version1(), log.size());
-    RecordProperty("changes", static_cast<int>(log.size()));
-    RecordProperty("states", static_cast<int>(check.states()));
-    RecordProperty("raw", static_cast<int>(check.raw()));
     std::printf("[ power loss ] %zu changes, %zu files opened: %zu version 1, %zu raw\n", log.size(), check.states(),
                 check.version1(), check.raw());
 }
 
-// A Clear between two runs of appends: at every cut the file holds a prefix of the units
-// before the Clear or of those after it, never old units under a new extent.
-TEST(PowerLoss, EveryCutAroundAClearReopensWithAPrefixOfOneGeneration) {
-    constexpr uint64_t kBefore = 3 * kMiB / 2 / kUnit;
-    constexpr uint64_t kAfter = kMiB / kUnit + 777;
-    Scenario scenario;
-    scenario.Append(0, kBefore, 4);
-    scenario.storage->Clear();
-    ASSERT_EQ(scenario.storage->Count(), 0u);
-    scenario.Append(1, kAfter, 3);
-    const std::vector<FileChangeRecord> log = scenario.Finish();
-
-    PowerLossCheck check(log, {kBefore, kAfter});
-    EXPECT_EQ(check.DurableUnitsAtEnd(), kAfter);
-    check.RunAllCuts();
-    std::printf("[ power loss ] %zu changes, %zu files opened: %zu version 1, %zu raw\n", log.size(), check.states(),
-                check.version1(), check.raw());
-}
+// Appends: more data than the small pool holds (4 MiB), so blocks are recycled and some
+// are read back.
+INSTANTIATE_TEST_SUITE_P(Scenarios, PowerLossCut,
+                         ::testing::Values(Generations{"Appends", {5 * kMiB / kUnit}, {6}},
+                                           Generations{"ClearBetween", {3 * kMiB / 2 / kUnit, kMiB / kUnit + 777}, {4, 3}}),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 // A flush whose map write fails leaves the header of the flush before on disk: the file
 // reopens with that extent and its units, not with blocks that its map on disk lacks.

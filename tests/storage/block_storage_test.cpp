@@ -1,5 +1,6 @@
 // The block storage on test channels: appends, reads and views across blocks and the
-// tail, recycling under a full pool, failing channels, and readers beside a writer.
+// tail, recycling under a full pool, and failing channels. Readers beside a writer are
+// the reliability suite's stress and tail-chase tests.
 
 #include "storage/block_cache.h"
 #include "storage/block_storage.h"
@@ -9,9 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <numeric>
-#include <thread>
 #include <vector>
 
 using __internal::BlockCache;
@@ -172,38 +171,6 @@ TEST(BlockStorage, NearlyEmptyPoolNeverRecyclesAnotherStoragesBlocks) {
     CStorage a(std::make_shared<FakeChannel>(), 4), b(std::make_shared<FakeChannel>(), 4);
     for (CStorage* storage : {&a, &b}) AppendSequence(*storage, 4 * kFloatsPerBlock);
     for (CStorage* storage : {&a, &b}) EXPECT_EQ(BlockCache::Instance().CachedBlocks(storage->Id()), 4u);
-}
-
-TEST(BlockStorage, ReadersRunBesideOneWriter) {
-    CStorage storage(std::make_shared<FakeChannel>(), 4);
-    const uint64_t total = 2 * 1024 * 1024;  // 8 MiB through the 4 MiB pool
-    std::atomic<bool> done{false};
-    std::thread writer([&] { AppendSequence(storage, total, 3000), done = true; });
-    std::vector<std::thread> readers;
-    std::atomic<uint64_t> checked{0};
-    for (int r = 0; r < 2; ++r) {
-        readers.emplace_back([&, r] {
-            std::vector<uint32_t> buffer(5000);
-            uint64_t round = 0;
-            while (!done || round < 3) {
-                const uint64_t count = storage.Count();
-                if (count < buffer.size()) continue;
-                const uint64_t from = (round * 7919 + static_cast<uint64_t>(r) * 104729) % (count - buffer.size());
-                const uint64_t n = storage.Read(from, buffer.data(), buffer.size());
-                for (uint64_t i = 0; i < n; ++i) ASSERT_EQ(buffer[i], from + i);
-                RawData view = storage.Request(from, 100);
-                const auto* values = static_cast<const uint32_t*>(view.Ptr());
-                for (uint64_t i = 0; i < view.Count(); ++i) ASSERT_EQ(values[i], from + i);
-                checked += n;
-                ++round;
-            }
-        });
-    }
-    writer.join();
-    for (auto& reader : readers) reader.join();
-    EXPECT_GT(checked.load(), 0u);
-    storage.Sync();
-    ExpectSequence(storage, total - 5000, 5000);
 }
 
 }  // namespace
