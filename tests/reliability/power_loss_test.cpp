@@ -250,6 +250,8 @@ struct Generations {
     std::vector<uint64_t> sync_every;  // batches between flushes, per generation
 };
 
+void PrintTo(const Generations& generations, std::ostream* out) { *out << generations.name; }
+
 class PowerLossCut : public ::testing::TestWithParam<Generations> {};
 
 TEST_P(PowerLossCut, EveryCutReopensWithAPrefixOfOneGeneration) {
