@@ -197,27 +197,6 @@ TEST_F(FileProxyTest, ReopenedFileKeepsTheExtentOfItsLastFlush) {
                              "ProxyV1::SetSizeLimit: Invalid argument bytes: 68718428160, out of range!"));
 }
 
-TEST_F(FileProxyTest, AnyFlippedHeaderBitOpensAsRawData) {
-    Write(Pattern(999, 10))->Flush();
-    const Bytes good = Disk();
-    for (int64_t byte = 0; byte < 112; ++byte) {
-        for (int bit = 0; bit < 8; ++bit) {
-            const auto flipped = static_cast<unsigned char>(good[byte] ^ (1u << bit));
-            ASSERT_EQ(F().Seek(byte, Tessel::CFile::SeekBegin), byte);
-            ASSERT_EQ(F().Write(&flipped, 1), 1);
-            auto proxy = MakeProxy(file_, kBlock, 1, 1);
-            ASSERT_EQ(proxy->Version(), 0) << "byte " << byte << " bit " << bit;
-            ASSERT_EQ(proxy->Size(), good.size());
-            if (byte == 0 && bit == 0) {
-                EXPECT_EQ(ReadBack(*proxy, 1, 3), Bytes({'M', 'F', 0}));  // the header is data now
-            }
-            ASSERT_EQ(F().Seek(byte, Tessel::CFile::SeekBegin), byte);
-            ASSERT_EQ(F().Write(&good[byte], 1), 1);
-        }
-    }
-    EXPECT_EQ(MakeProxy(file_, kBlock, 1, 0)->Version(), 1);
-}
-
 // Damaged and made-up files: MakeProxy and the calls on its result never crash, and the
 // version matches what CheckHeader says.
 TEST_F(FileProxyTest, DamagedAndMadeUpFilesNeverCrash) {
