@@ -7,6 +7,7 @@
 
 #include "host/file_faults.h"
 #include "reliability/fault_channel.h"
+#include "reliability/watchdog.h"
 #include "storage/block_storage.h"
 #include "storage/device_channels.h"
 #include "support/log_capture.h"
@@ -14,13 +15,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
-#include <future>
 #include <memory>
-#include <numeric>
-#include <ostream>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -31,22 +27,6 @@ using reliability::FaultPlan;
 
 constexpr uint64_t kUnitsPerStorage = 384 * 1024;  // 1.5 MiB of 4-byte units each, 4.5 MiB in all
 constexpr uint64_t kBatch = 16 * 1024;
-
-// Runs body on a thread of its own; a body that doesn't end in time is a hang, and the
-// test program stops at once rather than stall the suite.
-template <class Body>
-void WithinDeadline(const std::string& what, Body body) {
-    std::packaged_task<void()> task(body);
-    std::future<void> done = task.get_future();
-    std::thread runner(std::move(task));
-    if (done.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
-        ADD_FAILURE() << "hang: " << what;
-        std::fprintf(stderr, "hang: %s\n", what.c_str());
-        std::_Exit(3);
-    }
-    runner.join();
-    done.get();
-}
 
 uint32_t Value(int storage, uint64_t position) { return static_cast<uint32_t>(position * 3 + storage); }
 
@@ -84,28 +64,11 @@ uint64_t RunScenario(std::vector<std::unique_ptr<CStorage>>& storages) {
     return missing;
 }
 
-// The storages start over once the faults end: everything reads back.
-void ExpectRecovery(std::vector<std::unique_ptr<CStorage>>& storages, FaultPlan& writes, FaultPlan& reads) {
-    writes.enabled = false;
-    reads.enabled = false;
-    for (auto& storage : storages) storage->Clear();
-    EXPECT_EQ(RunScenario(storages), 0u) << "after the faults ended";
-}
-
 std::vector<std::unique_ptr<CStorage>> MakeStorages(FaultPlan& writes, FaultPlan& reads) {
     std::vector<std::unique_ptr<CStorage>> storages;
     for (int s = 0; s < 3; ++s)
         storages.push_back(std::make_unique<CStorage>(std::make_shared<FaultChannel>(&writes, &reads), 4));
     return storages;
-}
-
-// The calls a clean run makes: the range of N to try.
-uint64_t CleanRunCalls(bool count_writes) {
-    FaultPlan writes, reads;
-    auto storages = MakeStorages(writes, reads);
-    writes.at = reads.at = ~uint64_t{0};  // counts calls, fails none in practice
-    EXPECT_EQ(RunScenario(storages), 0u);
-    return count_writes ? writes.calls.load() : reads.calls.load();
 }
 
 struct Variant {
@@ -122,39 +85,39 @@ struct ReadPath {
     ~ReadPath() { CStorage::SetUncachedReads(CStorage::UncachedReads::kNever); }
 };
 
-void PrintTo(const Variant& variant, std::ostream* out) {
-    *out << (variant.writes ? "write" : "read") << (variant.kind == FailureKind::Exception ? " throws" : " errs")
-         << (variant.persistent ? " from then on" : " once");
-}
-
 class EveryCall : public ::testing::TestWithParam<Variant> {};
 
 TEST_P(EveryCall, FailsWithoutCrashHangOrWrongSample) {
     const Variant variant = GetParam();
     ReadPath path(variant.reads);
-    const uint64_t calls = CleanRunCalls(variant.writes);
+    // The calls a clean run makes: the range of N to try.
+    FaultPlan count_writes, count_reads;
+    count_writes.at = count_reads.at = ~uint64_t{0};  // counts calls, fails none in practice
+    auto clean = MakeStorages(count_writes, count_reads);
+    ASSERT_EQ(RunScenario(clean), 0u);
+    clean.clear();
+    const uint64_t calls = (variant.writes ? count_writes : count_reads).calls.load();
     ASSERT_GT(calls, 20u);
     testing_support::LogCapture log;
     uint64_t short_runs = 0, failures = 0;
     // Every N of the first 12 calls, then every 37th: the boundaries of the scenario's
     // phases (first blocks, recycling, syncs, reads) all lie in reach, and the suite
     // stays within a minute under the sanitizers.
-    for (uint64_t n = 1; n <= calls; n += n < 12 ? 1 : 37) {
+    for (uint64_t n = 1; n <= calls && !HasFailure(); n += n < 12 ? 1 : 37) {
         FaultPlan writes, reads;
         FaultPlan& plan = variant.writes ? writes : reads;
         plan.at = n;
         plan.persistent = variant.persistent;
         plan.kind = variant.kind;
         auto storages = MakeStorages(writes, reads);
-        WithinDeadline("fault at call " + std::to_string(n), [&] {
+        reliability::RunWithin(std::chrono::seconds(60), "fault at call " + std::to_string(n), [&] {
             if (RunScenario(storages) != 0) ++short_runs;
             failures += plan.failed;
-            ExpectRecovery(storages, writes, reads);
+            // The storages start over once the faults end: everything reads back.
+            writes.enabled = reads.enabled = false;
+            for (auto& storage : storages) storage->Clear();
+            EXPECT_EQ(RunScenario(storages), 0u) << "after the faults ended";
         });
-        if (HasFailure()) {
-            ADD_FAILURE() << "first seen with the fault at call " << n;
-            break;
-        }
     }
     EXPECT_GT(failures, 0u);
     RecordProperty("short_runs", static_cast<int>(short_runs));
@@ -179,22 +142,22 @@ INSTANTIATE_TEST_SUITE_P(
 // storages on them neither crash nor hang, not even in the Clear that follows.
 TEST(ManagedFiles, EioFromTheNthWriteOnNeitherCrashesNorHangs) {
     for (uint64_t n : {1u, 2u, 5u, 17u, 60u, 150u}) {
+        if (HasFailure()) break;
         std::atomic<uint64_t> writes{0};
         Tessel::SetFileFaultHook([&](Tessel::FileOperation op, const std::string& path) {
             return op == Tessel::FileOperation::Write && path.find(".wsc") != std::string::npos && ++writes >= n;
         });
         std::vector<std::unique_ptr<CStorage>> storages;
         for (int s = 0; s < 3; ++s) storages.push_back(std::make_unique<CStorage>(CreateLocalFileCache(1), 4));
-        WithinDeadline("EIO from write " + std::to_string(n), [&] {
+        reliability::RunWithin(std::chrono::seconds(60), "EIO from write " + std::to_string(n), [&] {
             RunScenario(storages);
             for (auto& storage : storages) storage->Clear();
         });
         Tessel::SetFileFaultHook({});
-        WithinDeadline("recovery after EIO from write " + std::to_string(n), [&] {
+        reliability::RunWithin(std::chrono::seconds(60), "recovery after EIO from write " + std::to_string(n), [&] {
             for (auto& storage : storages) storage->Clear();
             EXPECT_EQ(RunScenario(storages), 0u) << "after EIO from write " << n;
         });
-        if (HasFailure()) break;
     }
 }
 

@@ -1,9 +1,9 @@
 // Malformed cache files, opened as the store opens the files of a loaded project: every
-// bit of a version-1 header flipped one at a time (with the digest left as it was, and
-// made to match), and files of both formats cut at every length up to 128 and at the
-// block boundaries and one byte either side. No crash, no hang; a header that fails a
-// test gives raw data of the whole file without a message; whatever is readable is what
-// was written.
+// bit of a version-1 header flipped (with the digest left as it was, and made to match),
+// files of both formats cut at every length up to 128 and at block boundaries and one
+// byte either side, and a map whose block ends early. No crash, no hang; a header that
+// fails a test gives raw data of the whole file without a message; whatever is readable
+// is what was written, or what the format reads at the same place.
 
 #include "host/md5.h"
 #include "host/project_file_manager.h"
@@ -29,9 +29,10 @@ using reliability::Bytes;
 using reliability::LoadedFile;
 
 constexpr uint64_t kUnit = 4;
-constexpr uint64_t kBlock = 0x80000;                  // block of the version-1 format
-constexpr uint64_t kDataOffset = 128 + kBlock;        // one map table
+constexpr uint64_t kBlock = 0x80000;                        // block of the version-1 format
+constexpr uint64_t kDataOffset = 128 + kBlock;              // one map table
 constexpr uint64_t kUnits = (2 * kBlock + 200000) / kUnit;  // three blocks, the last one in part
+constexpr uint64_t kViewFrom = kBlock / kUnit - 1000;       // 1000 units before a storage block's end
 
 uint32_t Value(uint64_t position) { return static_cast<uint32_t>(position * 2 + 1); }
 
@@ -43,16 +44,104 @@ Bytes WrittenFile(int version) {
     for (uint64_t i = 0; i < kUnits; ++i) units[i] = Value(i);
     EXPECT_EQ(storage->Write(units.data(), kUnits), kUnits);
     for (int i = 0; i < 3; ++i) storage->Sync();
-    const std::string path =
-        ProjectFileManager::instance().GetProjectFolder() + "/" + dynamic_cast<IFileCache&>(*channel).GetId();
-    std::ifstream in(path, std::ios::binary);
-    Bytes bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    storage.reset();
-    return bytes;
+    std::ifstream in(ProjectFileManager::instance().GetProjectFolder() + "/" +
+                         dynamic_cast<IFileCache&>(*channel).GetId(),
+                     std::ios::binary);
+    return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
-uint32_t Le32(const Bytes& b, std::size_t at) {
-    return uint32_t{b[at]} | uint32_t{b[at + 1]} << 8 | uint32_t{b[at + 2]} << 16 | uint32_t{b[at + 3]} << 24;
+enum class Outcome {
+    Raw,              // raw data of the file
+    Version1Prefix,   // version 1, the header's extent, `readable` units read right
+    Version1AsRead,   // version 1, the header's extent, the storage reads what the format reads
+    RawOrAsRead,      // either of those, the extent as the damaged header says
+};
+
+// One damaged file: the first `length` bytes of base, with head laid over its start.
+struct Variant {
+    std::string what;
+    const Bytes* base;
+    uint64_t length;
+    Bytes head;
+    Outcome outcome;
+    uint64_t readable = 0;
+    bool silent = false;      // no warning even if it opens as version 1
+    int flipped_byte = -1;
+    int64_t format_reads = -1;  // Version1AsRead: the bytes a read of the channel from 0 gives
+};
+
+const Bytes& Version1File() {
+    static const Bytes file = WrittenFile(1);
+    return file;
+}
+const Bytes& RawFile() {
+    static const Bytes file = WrittenFile(0);
+    return file;
+}
+
+// The digest covers bytes 0..111 and is bytes 112..127: any one bit flipped fails it;
+// made to match, the layout tests decide.
+std::vector<Variant> HeaderBitFlips(bool matching_digest) {
+    const Bytes& file = Version1File();
+    std::vector<Variant> variants;
+    for (std::size_t bit = 0; bit < (matching_digest ? FileHeader::kDigestOffset : FileHeader::kSize) * 8; ++bit) {
+        Bytes head(file.begin(), file.begin() + FileHeader::kSize);
+        head[bit / 8] ^= static_cast<unsigned char>(1u << (bit % 8));
+        if (matching_digest)
+            Vellum::MD5::GetBinaryMD5(head.data(), FileHeader::kDigestOffset, head.data() + FileHeader::kDigestOffset);
+        variants.push_back({"bit " + std::to_string(bit % 8) + " of byte " + std::to_string(bit / 8), &file,
+                            file.size(), head, matching_digest ? Outcome::RawOrAsRead : Outcome::Raw, 0, false,
+                            static_cast<int>(bit / 8)});
+    }
+    return variants;
+}
+
+// Lengths 0..128 and each edge at the given step from first_edge, with one byte either
+// side; and the whole file.
+std::set<uint64_t> CutLengths(uint64_t length, uint64_t first_edge, uint64_t step) {
+    std::set<uint64_t> cuts{length};
+    for (uint64_t n = 0; n <= FileHeader::kSize; ++n) cuts.insert(n);
+    for (uint64_t edge = first_edge; edge <= length; edge += step)
+        for (uint64_t n : {edge - 1, edge, edge + 1}) cuts.insert(std::min(n, length));
+    return cuts;
+}
+
+std::vector<Variant> Version1Cuts() {
+    const Bytes& file = Version1File();
+    std::set<uint64_t> cuts = CutLengths(file.size(), kDataOffset, kBlock);
+    // Inside the data: the ends of the storage's own blocks (atoms of 32 KiB).
+    for (uint64_t n : {kDataOffset + 32767, kDataOffset + 32768, kDataOffset + 32770, kDataOffset + 200000})
+        cuts.insert(n);
+    std::vector<Variant> variants;
+    for (uint64_t length : cuts) {
+        // No whole header and map: raw data. Else the header keeps its extent, and the
+        // units still in the file read right.
+        const bool raw = length < kDataOffset;
+        variants.push_back({"cut to " + std::to_string(length) + " bytes", &file, length, {},
+                            raw ? Outcome::Raw : Outcome::Version1Prefix,
+                            raw ? 0 : std::min(kUnits, (length - kDataOffset) / kUnit), true});
+    }
+    return variants;
+}
+
+std::vector<Variant> RawCuts() {
+    std::vector<Variant> variants;
+    for (uint64_t length : CutLengths(RawFile().size(), 32768, 32768))
+        variants.push_back({"cut to " + std::to_string(length) + " bytes", &RawFile(), length, {}, Outcome::Raw});
+    return variants;
+}
+
+// The map is not under the digest. Logical blocks 0 and 2 swap their places, and the
+// file ends 100 bytes short: logical block 0 now ends early, in the middle of the data.
+std::vector<Variant> MapWithABlockThatEndsEarly() {
+    static const Bytes file = [] {
+        Bytes damaged = Version1File();
+        std::swap_ranges(damaged.begin() + 128, damaged.begin() + 132, damaged.begin() + 136);
+        damaged.resize(damaged.size() - 100);
+        return damaged;
+    }();
+    return {{"map entries 0 and 2 swapped", &file, file.size(), {}, Outcome::Version1AsRead, 0, false, -1,
+             static_cast<int64_t>(kBlock - 100)}};
 }
 
 bool Warned(const testing_support::LogCapture& log) {
@@ -60,245 +149,114 @@ bool Warned(const testing_support::LogCapture& log) {
     return std::any_of(lines.begin(), lines.end(), [](const auto& line) { return line.first >= LogLevel::Warning; });
 }
 
-class MalformedFile : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        version1_ = new Bytes(WrittenFile(1));
-        raw_ = new Bytes(WrittenFile(0));
+// Raw data of the file: its bytes, from the storage; of a long file its first and last
+// 64 KiB.
+void ExpectRaw(CStorage& storage, const Variant& variant) {
+    const uint64_t count = variant.length / kUnit;
+    ASSERT_EQ(storage.Count(), count);
+    constexpr uint64_t kSample = 16384;
+    for (uint64_t from : {uint64_t{0}, count > kSample ? count - kSample : 0}) {
+        const uint64_t n = std::min(kSample, count);
+        Bytes expected(variant.base->begin() + static_cast<std::ptrdiff_t>(from * kUnit),
+                       variant.base->begin() + static_cast<std::ptrdiff_t>((from + n) * kUnit));
+        for (uint64_t at = from * kUnit; at < variant.head.size() && at < (from + n) * kUnit; ++at)
+            expected[at - from * kUnit] = variant.head[at];
+        Bytes got(n * kUnit);
+        ASSERT_EQ(storage.Read(from, got.data(), n), n);
+        EXPECT_TRUE(got == expected) << "units from " << from;
     }
-    static void TearDownTestSuite() {
-        delete version1_;
-        delete raw_;
-    }
+}
 
-    // The file opens as raw data: its bytes, from the storage; of a long file its first
-    // and last 64 KiB.
-    static void ExpectRawFile(LoadedFile::Opened& opened, const Bytes& file) {
-        EXPECT_EQ(opened.version, 0);
-        CStorage& storage = *opened.storage;
-        const uint64_t count = file.size() / kUnit;
-        ASSERT_EQ(storage.Count(), count);
-        constexpr uint64_t kSample = 16384;
-        for (uint64_t from : {uint64_t{0}, count > kSample ? count - kSample : 0}) {
-            std::vector<uint32_t> units(std::min(kSample, count));
-            ASSERT_EQ(storage.Read(from, units.data(), units.size()), units.size());
-            EXPECT_TRUE(std::equal(units.begin(), units.end(), reinterpret_cast<const uint32_t*>(file.data()) + from));
-        }
-    }
+// The storage reads what the format reads from the channel; a view across a storage
+// block ends where that read does.
+void ExpectAsTheFormatReads(LoadedFile::Opened& opened, const Variant& variant) {
+    CStorage& storage = *opened.storage;
+    // At most three blocks' worth: a tail before the head makes the extent wrap to nearly
+    // 2^64 bytes.
+    const uint64_t count = std::min<uint64_t>(storage.Count(), 3 * kBlock / kUnit);
+    const std::vector<uint32_t> units = reliability::ReadUnits(storage, count);
+    std::vector<uint32_t> direct(count);
+    const int64_t bytes = opened.channel->Read(direct.data(), count * kUnit, 0);
+    ASSERT_GE(bytes, 0);
+    direct.resize(static_cast<uint64_t>(bytes) / kUnit);
+    EXPECT_TRUE(units == direct) << units.size() << " units read, " << direct.size() << " by the format";
+    if (variant.format_reads < 0) return;
+    ASSERT_EQ(bytes, variant.format_reads);
+    RawData view = storage.Request(kViewFrom, 2000);
+    ASSERT_EQ(view.Count(), direct.size() - kViewFrom);
+    EXPECT_EQ(std::memcmp(view.Ptr(), direct.data() + kViewFrom, view.Count() * kUnit), 0);
+}
 
-    // Units [0, count) read right, and no more can be read.
-    static void ExpectReadable(CStorage& storage, uint64_t count) {
-        const std::vector<uint32_t> units = reliability::ReadUnits(storage, storage.Count());
-        ASSERT_EQ(units.size(), count);
-        for (uint64_t i = 0; i < count; ++i)
-            if (units[i] != Value(i)) {
-                ADD_FAILURE() << "unit " << i << " reads " << units[i];
-                return;
-            }
-    }
-
-    static Bytes* version1_;
-    static Bytes* raw_;
+struct Damage {
+    const char* name;
+    std::vector<Variant> (*variants)();
 };
 
-Bytes* MalformedFile::version1_ = nullptr;
-Bytes* MalformedFile::raw_ = nullptr;
+class MalformedFile : public ::testing::TestWithParam<Damage> {};
 
-TEST_F(MalformedFile, TheWrittenFilesAreWhatTheOthersDamage) {
-    const Bytes& file = *version1_;
-    ASSERT_EQ(file.size(), kDataOffset + 3 * kBlock);
-    EXPECT_EQ(Le32(file, 0), FileHeader::kMagic);
-    EXPECT_FALSE(CheckHeader(file.data(), file.size()));
-    EXPECT_EQ(raw_->size(), kUnits * kUnit);
+TEST_P(MalformedFile, OpensAsItsHeaderSaysAndReadsWhatWasWritten) {
+    ASSERT_EQ(Version1File().size(), kDataOffset + 3 * kBlock);
+    ASSERT_EQ(RawFile().size(), kUnits * kUnit);
     LoadedFile loaded("malformed.wsc");
-    loaded.Set(file);
-    LoadedFile::Opened opened = loaded.Open(kUnit);
-    EXPECT_EQ(opened.version, 1);
-    EXPECT_EQ(opened.storage->Count(), kUnits);
-    ExpectReadable(*opened.storage, kUnits);
-    loaded.Close(opened);
-}
-
-// The digest covers bytes 0..111 and is bytes 112..127: any one bit flipped fails it.
-TEST_F(MalformedFile, EveryHeaderBitFlippedGivesRawDataOfTheWholeFileSilently) {
-    const Bytes& file = *version1_;
-    LoadedFile loaded("malformed.wsc");
-    testing_support::LogCapture log;
-    int flips = 0;
-    for (std::size_t bit = 0; bit < FileHeader::kSize * 8 && !HasFailure(); ++bit) {
-        const std::string what = "bit " + std::to_string(bit % 8) + " of byte " + std::to_string(bit / 8);
-        Bytes head(file.begin(), file.begin() + FileHeader::kSize);
-        head[bit / 8] ^= static_cast<unsigned char>(1u << (bit % 8));
-        loaded.Set(file, head);
-        reliability::RunWithin(std::chrono::seconds(60), what, [&] {
-            LoadedFile::Opened opened = loaded.Open(kUnit);
-            EXPECT_EQ(opened.version, 0);
-            CStorage& storage = *opened.storage;
-            ASSERT_EQ(storage.Count(), file.size() / kUnit);
-            // The header is the first data, the units written follow the map.
-            std::vector<uint32_t> first(FileHeader::kSize / kUnit);
-            ASSERT_EQ(storage.Read(0, first.data(), first.size()), first.size());
-            EXPECT_EQ(std::memcmp(first.data(), head.data(), head.size()), 0);
-            // The first and the last block of them.
-            std::vector<uint32_t> data(8192);
-            for (uint64_t from : {uint64_t{0}, kUnits - data.size()}) {
-                ASSERT_EQ(storage.Read(kDataOffset / kUnit + from, data.data(), data.size()), data.size());
-                for (uint64_t i = 0; i < data.size(); ++i) ASSERT_EQ(data[i], Value(from + i)) << "unit " << from + i;
-            }
-            loaded.Close(opened);
-        });
-        ++flips;
-    }
-    EXPECT_EQ(flips, 1024);
-    EXPECT_FALSE(Warned(log)) << "a damaged header degrades to raw data without a message";
-}
-
-// Flipped bits under a digest made to match: the layout tests decide. Whatever opens,
-// the storage reads what the format reads at the same place, and the reopened file
-// never ends the process or hangs.
-TEST_F(MalformedFile, HeaderBitsFlippedUnderAMatchingDigestOpenAsTheLayoutSays) {
-    const Bytes& file = *version1_;
-    LoadedFile loaded("malformed.wsc");
-    int version1 = 0, raw = 0;
-    std::set<std::size_t> opened_as_version1;  // bytes whose flips still open as version 1
-    for (std::size_t bit = 0; bit < FileHeader::kDigestOffset * 8 && !HasFailure(); ++bit) {
-        const std::string what = "bit " + std::to_string(bit % 8) + " of byte " + std::to_string(bit / 8);
-        Bytes head(file.begin(), file.begin() + FileHeader::kSize);
-        head[bit / 8] ^= static_cast<unsigned char>(1u << (bit % 8));
-        Vellum::MD5::GetBinaryMD5(head.data(), FileHeader::kDigestOffset, head.data() + FileHeader::kDigestOffset);
-        loaded.Set(file, head);
-        reliability::RunWithin(std::chrono::seconds(60), what + ", digest matching", [&] {
+    int raw = 0, version1 = 0;
+    std::set<int> version1_bytes;  // flipped bytes that still open as version 1
+    const std::vector<Variant> variants = GetParam().variants();
+    for (const Variant& variant : variants) {
+        if (HasFailure()) break;
+        loaded.Set(Bytes(variant.base->begin(), variant.base->begin() + static_cast<std::ptrdiff_t>(variant.length)),
+                   variant.head);
+        reliability::RunWithin(std::chrono::seconds(60), variant.what, [&] {
             testing_support::LogCapture log;
             LoadedFile::Opened opened = loaded.Open(kUnit);
-            CStorage& storage = *opened.storage;
             if (opened.version == 0) {
                 ++raw;
-                Bytes damaged = file;
-                std::copy(head.begin(), head.end(), damaged.begin());
-                ExpectRawFile(opened, damaged);
-                EXPECT_FALSE(Warned(log));
+                EXPECT_TRUE(variant.outcome == Outcome::Raw || variant.outcome == Outcome::RawOrAsRead);
+                ExpectRaw(*opened.storage, variant);
+                EXPECT_FALSE(Warned(log)) << "a damaged header degrades to raw data without a message";
             } else {
                 ++version1;
-                opened_as_version1.insert(bit / 8);
-                // At most three blocks' worth: a tail before the head makes the extent
-                // wrap to nearly 2^64 bytes.
-                const uint64_t count = std::min<uint64_t>(storage.Count(), 3 * kBlock / kUnit);
-                const std::vector<uint32_t> units = reliability::ReadUnits(storage, count);
-                std::vector<uint32_t> direct(count);
-                const int64_t bytes = opened.channel->Read(direct.data(), count * kUnit, 0);
-                ASSERT_GE(bytes, 0);
-                ASSERT_EQ(units.size(), static_cast<uint64_t>(bytes) / kUnit);
-                EXPECT_EQ(std::memcmp(units.data(), direct.data(), units.size() * kUnit), 0);
+                version1_bytes.insert(variant.flipped_byte);
+                ASSERT_NE(variant.outcome, Outcome::Raw) << "opens as version " << opened.version;
+                if (variant.outcome != Outcome::RawOrAsRead) {
+                    EXPECT_EQ(opened.storage->Count(), kUnits);
+                }
+                if (variant.outcome == Outcome::Version1Prefix) {
+                    const std::vector<uint32_t> units = reliability::ReadUnits(*opened.storage, kUnits);
+                    ASSERT_EQ(units.size(), variant.readable);
+                    for (uint64_t i = 0; i < units.size(); ++i)
+                        if (units[i] != Value(i)) {
+                            ADD_FAILURE() << "unit " << i << " reads " << units[i];
+                            break;
+                        }
+                } else {
+                    ExpectAsTheFormatReads(opened, variant);
+                }
+                if (variant.silent) {
+                    EXPECT_FALSE(Warned(log));
+                }
             }
             loaded.Close(opened);
         });
     }
-    // Only the fields that the tests leave free still open: tables, head and tail, head
-    // offset, tail fill, the untested reserved word and the size limit.
-    for (std::size_t byte : opened_as_version1)
-        EXPECT_TRUE(byte == 12 || (byte >= 16 && byte < 40)) << "byte " << byte << " flipped opens as version 1";
-    EXPECT_GT(version1, 0);
+    RecordProperty("raw", raw);
+    RecordProperty("version1", version1);
+    if (variants.front().outcome != Outcome::RawOrAsRead) return;
+    // Under a matching digest only the fields that the tests leave free still open:
+    // tables, head and tail, head offset, tail fill, the untested reserved word and the
+    // size limit.
     EXPECT_GT(raw, 0);
-    std::printf("[ malformed ] %d flips under a matching digest: %d version 1, %d raw\n", version1 + raw, version1, raw);
+    EXPECT_GT(version1, 0);
+    for (int byte : version1_bytes)
+        EXPECT_TRUE(byte == 12 || (byte >= 16 && byte < 40)) << "byte " << byte << " flipped opens as version 1";
 }
 
-// The map is not under the digest. Logical blocks 0 and 2 swap their places, and the
-// file ends 100 bytes short: logical block 0 now ends early, in the middle of the data.
-// The storage reads what the format reads, up to where it ends, and nothing shifted.
-TEST_F(MalformedFile, MapWithABlockThatEndsEarlyReadsUpToItsEnd) {
-    Bytes file = *version1_;
-    ASSERT_EQ(Le32(file, 128), 0u);
-    ASSERT_EQ(Le32(file, 136), 2u);
-    std::swap_ranges(file.begin() + 128, file.begin() + 132, file.begin() + 136);
-    file.resize(file.size() - 100);
-    LoadedFile loaded("malformed.wsc");
-    loaded.Set(file);
-    reliability::RunWithin(std::chrono::seconds(60), "read a file whose map has a block that ends early", [&] {
-        LoadedFile::Opened opened = loaded.Open(kUnit);
-        ASSERT_EQ(opened.version, 1);
-        ASSERT_EQ(opened.storage->Count(), kUnits);
-        std::vector<uint32_t> direct(kUnits);
-        const int64_t bytes = opened.channel->Read(direct.data(), kUnits * kUnit, 0);
-        ASSERT_EQ(bytes, static_cast<int64_t>(kBlock - 100));
-        direct.resize(static_cast<uint64_t>(bytes) / kUnit);
-        const std::vector<uint32_t> units = reliability::ReadUnits(*opened.storage, kUnits);
-        EXPECT_EQ(units.size(), direct.size());
-        const std::size_t common = std::min(units.size(), direct.size());
-        EXPECT_EQ(std::memcmp(units.data(), direct.data(), common * kUnit), 0);
-        // A view of the same range ends there too.
-        const uint64_t from = kBlock / kUnit - 1000;
-        RawData view = opened.storage->Request(from, 2000);
-        ASSERT_EQ(view.Count(), direct.size() - from);
-        EXPECT_EQ(std::memcmp(view.Ptr(), direct.data() + from, view.Count() * kUnit), 0);
-        loaded.Close(opened);
-    });
-}
-
-// The lengths at which a version-1 file is cut: 0..128, and the ends of the map and of
-// each block, with one byte either side.
-std::vector<uint64_t> CutLengths(uint64_t length) {
-    std::set<uint64_t> cuts;
-    for (uint64_t n = 0; n <= FileHeader::kSize; ++n) cuts.insert(n);
-    for (uint64_t edge = kDataOffset; edge <= length; edge += kBlock)
-        for (uint64_t n : {edge - 1, edge, edge + 1}) cuts.insert(n);
-    // Inside the data: the ends of the storage's own blocks (atoms of 32 KiB).
-    for (uint64_t n : {kDataOffset + 32768 - 1, kDataOffset + 32768, kDataOffset + 32768 + 2, kDataOffset + 200000})
-        cuts.insert(n);
-    std::vector<uint64_t> out;
-    for (uint64_t n : cuts)
-        if (n < length) out.push_back(n);
-    return out;
-}
-
-TEST_F(MalformedFile, VersionOneFileCutShortKeepsWhatIsLeft) {
-    const Bytes& file = *version1_;
-    LoadedFile loaded("malformed.wsc");
-    testing_support::LogCapture log;
-    const std::vector<uint64_t> cuts = CutLengths(file.size());
-    for (uint64_t length : cuts) {
-        if (HasFailure()) break;
-        const std::string what = "cut to " + std::to_string(length) + " bytes";
-        const Bytes cut(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length));
-        loaded.Set(cut);
-        reliability::RunWithin(std::chrono::seconds(60), what, [&] {
-            LoadedFile::Opened opened = loaded.Open(kUnit);
-            if (length < kDataOffset) {
-                // No whole header and map: raw data of what there is.
-                ExpectRawFile(opened, cut);
-            } else {
-                // The header keeps its extent; the units that are still in the file read
-                // right, and the read ends where the file does.
-                EXPECT_EQ(opened.version, 1);
-                EXPECT_EQ(opened.storage->Count(), kUnits);
-                ExpectReadable(*opened.storage, std::min(kUnits, (length - kDataOffset) / kUnit));
-            }
-            loaded.Close(opened);
-        });
-    }
-    EXPECT_FALSE(Warned(log));
-    std::printf("[ malformed ] version-1 file cut at %zu lengths\n", cuts.size());
-}
-
-TEST_F(MalformedFile, RawFileCutShortKeepsWhatIsLeft) {
-    const Bytes& file = *raw_;
-    LoadedFile loaded("malformed.wsc");
-    std::set<uint64_t> cuts;
-    for (uint64_t n = 0; n <= FileHeader::kSize; ++n) cuts.insert(n);
-    for (uint64_t edge = 32768; edge < file.size(); edge += 32768)
-        for (uint64_t n : {edge - 1, edge, edge + 1}) cuts.insert(n);
-    for (uint64_t length : cuts) {
-        if (HasFailure()) break;
-        const std::string what = "cut to " + std::to_string(length) + " bytes";
-        loaded.Set(Bytes(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(length)));
-        reliability::RunWithin(std::chrono::seconds(60), what + " (raw)", [&] {
-            LoadedFile::Opened opened = loaded.Open(kUnit);
-            EXPECT_EQ(opened.version, 0);
-            EXPECT_EQ(opened.storage->Count(), length / kUnit);
-            ExpectReadable(*opened.storage, length / kUnit);
-            loaded.Close(opened);
-        });
-    }
-    std::printf("[ malformed ] raw file cut at %zu lengths\n", cuts.size());
-}
+INSTANTIATE_TEST_SUITE_P(, MalformedFile,
+                         ::testing::Values(Damage{"HeaderBitFlipped", [] { return HeaderBitFlips(false); }},
+                                           Damage{"HeaderBitFlippedUnderAMatchingDigest",
+                                                  [] { return HeaderBitFlips(true); }},
+                                           Damage{"Version1FileCutShort", Version1Cuts},
+                                           Damage{"RawFileCutShort", RawCuts},
+                                           Damage{"MapWithABlockThatEndsEarly", MapWithABlockThatEndsEarly}),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 }  // namespace
