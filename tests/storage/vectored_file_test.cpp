@@ -19,6 +19,7 @@
 #include <fstream>
 #include <iterator>
 #include <numeric>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -132,12 +133,19 @@ TEST_F(VectoredFile, TheFaultHookFailsVectoredCallsWithoutTouchingTheFile) {
 }
 
 // A storage's sync writes runs of blocks with one call; the file is the one that
-// block-by-block writes of the same data make, and it reopens with the same content.
-class VectoredStorageFile : public ::testing::TestWithParam<int> {};
+// block-by-block writes of the same data make, and it reopens with the same content. The
+// files' early writeback, on or off, changes no byte. Parameters: format version, early
+// writeback.
+class VectoredStorageFile : public ::testing::TestWithParam<std::tuple<int, bool>> {
+protected:
+    void SetUp() override { Tessel::CFile::SetEarlyWriteback(std::get<1>(GetParam())); }
+    void TearDown() override { Tessel::CFile::SetEarlyWriteback(true); }
+    static int Version() { return std::get<0>(GetParam()); }
+};
 
 TEST_P(VectoredStorageFile, ReopensByteForByteAsTheBlockByBlockFile) {
-    auto channel = CreateLocalFileCache(GetParam());
-    auto reference = CreateLocalFileCache(GetParam());
+    auto channel = CreateLocalFileCache(Version());
+    auto reference = CreateLocalFileCache(Version());
     std::vector<uint32_t> data(40 * 8192 + 1234);  // 40 blocks and a bit, through the pool
     std::iota(data.begin(), data.end(), 17u);
     // The storage lives to the end: going, it empties its file.
@@ -161,12 +169,13 @@ TEST_P(VectoredStorageFile, ReopensByteForByteAsTheBlockByBlockFile) {
 
     // Reopened, the file holds the data.
     auto reopened = MakeProxy(ProjectFileManager::instance().GetFile(file->GetId(), 19, 0), 0x80000, 1, 0);
-    EXPECT_EQ(reopened->Version(), GetParam() == 0 ? 0 : 1);
+    EXPECT_EQ(reopened->Version(), Version() == 0 ? 0 : 1);
     ASSERT_EQ(reopened->Size(), data.size() * 4);
     std::vector<uint32_t> back(data.size());
     ASSERT_EQ(reopened->Read(0, back.data(), back.size() * 4), static_cast<int64_t>(back.size() * 4));
     EXPECT_EQ(back, data);
 }
-INSTANTIATE_TEST_SUITE_P(FormatVersions, VectoredStorageFile, ::testing::Values(0, 1));
+INSTANTIATE_TEST_SUITE_P(FormatsAndWriteback, VectoredStorageFile,
+                         ::testing::Combine(::testing::Values(0, 1), ::testing::Bool()));
 
 }  // namespace
